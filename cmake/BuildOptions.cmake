@@ -1,0 +1,32 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# What every target of ours is compiled with.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_link_options(-Wl,-z,defs)
+endif()
+
+add_library(tresk_options INTERFACE)
+target_compile_options(tresk_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual -Wformat=2
+  -Wno-format-nonliteral -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${TRESK_WARNINGS_AS_ERRORS}>:-Werror>)
+target_include_directories(tresk_options INTERFACE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
+
+# Stand-ins that other programs preload cannot carry a sanitizer's runtime; all else links this target.
+add_library(tresk_sanitize INTERFACE)
+if(TRESK_SANITIZE)
+  target_compile_options(tresk_sanitize INTERFACE
+    -fsanitize=${TRESK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tresk_sanitize INTERFACE -fsanitize=${TRESK_SANITIZE})
+else()
+  # The records are 4 KiB and more: they live on the heap. (A sanitizer's red zones enlarge every frame.)
+  target_compile_options(tresk_sanitize INTERFACE -Wframe-larger-than=4000)
+endif()

@@ -1,0 +1,27 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# tresk::framework: the framework's own libraries where they are installed, else the stand-ins, which carry
+# the same SONAMEs, so that one binary runs in both places.
+set(framework_names tresk tresk_log tresk_core tresk_adv tresk_scene tresk_scene_c)
+set(framework_found "")
+set(framework_missing "")
+foreach(name IN LISTS framework_names)
+  find_library(FRAMEWORK_${name}_LIBRARY ${name})
+  mark_as_advanced(FRAMEWORK_${name}_LIBRARY)
+  if(FRAMEWORK_${name}_LIBRARY)
+    list(APPEND framework_found "${FRAMEWORK_${name}_LIBRARY}")
+  else()
+    list(APPEND framework_missing ${name})
+  endif()
+endforeach()
+
+add_library(tresk_framework INTERFACE)
+add_library(tresk::framework ALIAS tresk_framework)
+if(NOT framework_missing)
+  message(STATUS "Framework libraries: the installed ones")
+  target_link_libraries(tresk_framework INTERFACE ${framework_found})
+elseif(TRESK_BUILD_STANDINS)
+  message(STATUS "Framework libraries: stand-ins (not installed here: ${framework_missing})")
+  target_link_libraries(tresk_framework INTERFACE standin_framework)
+else()
+  message(FATAL_ERROR "Framework libraries not found (${framework_missing}), and TRESK_BUILD_STANDINS is off")
+endif()
