@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// On machines that keep user data on a partition of its own, "/home" and "/root" are bind mounts of
+// "/data/home" and "/data/root", so that one file has two absolute paths. Edits store the short form; the
+// readers look entries up under the long one. Both rules live here.
+#ifndef TRESK_COMMON_DATA_PATH_H
+#define TRESK_COMMON_DATA_PATH_H
+
+#include "common/handles.h"
+
+#include <string>
+
+namespace tresk {
+
+/// Longest path that a rewriting keeps, in bytes.
+inline constexpr std::size_t kPathKept = 4095;
+/// Longest lookup key, in bytes.
+inline constexpr std::size_t kLookupKeyKept = 4096;
+
+/// @path made absolute by the framework, or null with errno set (EINVAL for a null path).
+Malloced<char> absolute_path(const char* path);
+
+/// Cuts the leading "/data" of a path below "/data/home" or "/data/root" in place, provided that the path
+/// without it names the same file.
+void shorten_data_path(char* path);
+
+/// The form under which entries for the absolute path @path are looked up: with "/data" in front where
+/// "/home" or "/root" is bound from there.
+std::string lookup_key(const char* path);
+
+} // namespace tresk
+
+#endif

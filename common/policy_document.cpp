@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "common/policy_document.h"
+
+#include "common/default_policy.h"
+#include "common/policy_tree.h"
+
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+
+#include <cstring>
+
+namespace tresk {
+
+namespace {
+
+/// True when the last parse failed because the file is missing, unreadable or empty. Releases after the 2.9
+/// series report a missing file by other codes of the input/output domain.
+bool nothing_to_parse()
+{
+    const xmlError* error = xmlGetLastError();
+    return error != nullptr && (error->code == XML_IO_LOAD_ERROR || error->code == XML_ERR_DOCUMENT_EMPTY ||
+                                error->domain == XML_FROM_IO);
+}
+
+XmlDocument parse(const PolicyFormat& format, const char* file)
+{
+    xmlResetLastError();
+    XmlDocument document(xmlReadFile(file, "UTF-8", XML_PARSE_RECOVER));
+    if (!document && nothing_to_parse()) {
+        create_default_policy(format.default_file, format.root);
+    }
+    return document;
+}
+
+XmlDocument open_policy(const PolicyFormat& format, const char* file, const char* function,
+                        const char* expected)
+{
+    XmlDocument document = parse(format, file);
+    const xmlNode* root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    if (root == nullptr) {
+        return nullptr;
+    }
+    if (std::strcmp(from_xml(root->name), format.root) != 0) {
+        log_error(format.source, function, "%s: document of the wrong type, root node != %s\n", function,
+                  expected == nullptr ? format.root : expected);
+        return nullptr;
+    }
+    return document;
+}
+
+} // namespace
+
+class PolicyDocument::Tree {
+  public:
+    explicit Tree(XmlDocument document) : document_(std::move(document)) {}
+
+    [[nodiscard]] xmlDoc* get() const noexcept { return document_.get(); }
+
+  private:
+    XmlDocument document_;
+};
+
+PolicyDocument::PolicyDocument(const PolicyFormat& format, const char* file, const char* function,
+                               const char* expected)
+{
+    if (XmlDocument document = open_policy(format, file, function, expected)) {
+        tree_ = std::make_unique<Tree>(std::move(document));
+    }
+}
+
+PolicyDocument::~PolicyDocument() = default;
+
+PolicyDocument::operator bool() const noexcept
+{
+    return tree_ != nullptr;
+}
+
+void PolicyDocument::for_each_node(const std::function<Walk(const PolicyNode&)>& visit) const
+{
+    PolicyTreeReader reader(tree_->get());
+    for (xmlNode* node = xmlDocGetRootElement(tree_->get())->children; node != nullptr; node = node->next) {
+        if (visit(reader.read(node)) == Walk::stop) {
+            return;
+        }
+    }
+}
+
+} // namespace tresk

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "common/policy_tree.h"
+
+#include <libxml/valid.h>
+
+#include <cstring>
+#include <new>
+
+namespace tresk {
+
+namespace {
+
+/// Entities nested deeper than this are no policy; the parser itself allows 40 when it expands them.
+constexpr std::size_t kDeepestEntity = 40;
+
+NodeKind kind_of(const xmlNode* node) noexcept
+{
+    switch (node->type) {
+    case XML_ELEMENT_NODE:
+        return NodeKind::element;
+    case XML_TEXT_NODE:
+    case XML_CDATA_SECTION_NODE:
+        return NodeKind::text;
+    case XML_COMMENT_NODE:
+        return NodeKind::comment;
+    case XML_PI_NODE:
+        return NodeKind::instruction;
+    default:
+        return NodeKind::other;
+    }
+}
+
+std::string_view view_of(const xmlChar* text) noexcept
+{
+    return text == nullptr ? std::string_view() : std::string_view(from_xml(text));
+}
+
+/// True when the text below an element or attribute with these children is one piece, or nothing.
+bool is_plain(const xmlNode* children) noexcept
+{
+    return children == nullptr || (children->next == nullptr && kind_of(children) == NodeKind::text);
+}
+
+std::string_view plain_text(const xmlNode* children) noexcept
+{
+    return children == nullptr ? std::string_view("") : view_of(children->content);
+}
+
+} // namespace
+
+const PolicyNode& PolicyTreeReader::read(xmlNode* node)
+{
+    owned_.clear();
+    node_.attributes.clear();
+    node_.children.clear();
+    node_.kind = kind_of(node);
+    node_.name = view_of(node->name);
+    if (node_.kind == NodeKind::element) {
+        read_attributes(node);
+        read_children(node);
+    }
+    return node_;
+}
+
+void PolicyTreeReader::read_attributes(xmlNode* element)
+{
+    for (const xmlAttr* one = element->properties; one != nullptr; one = one->next) {
+        node_.attributes.push_back({view_of(one->name), attribute_value(one), true});
+    }
+    if (document_->intSubset != nullptr) {
+        read_declared_attributes(element);
+    }
+}
+
+/// libxml2's look-ups by name also see the defaults of the document type. It is asked for each of them as if
+/// by name, so that a written attribute comes first.
+void PolicyTreeReader::read_declared_attributes(xmlNode* element)
+{
+    const xmlElement* declared = xmlGetDtdElementDesc(document_->intSubset, element->name);
+    const xmlAttribute* one = declared == nullptr ? nullptr : declared->attributes;
+    for (; one != nullptr; one = one->nexth) {
+        if (one->defaultValue != nullptr && !node_.attribute(view_of(one->name))) {
+            node_.attributes.push_back({view_of(one->name), view_of(one->defaultValue), false});
+        }
+    }
+}
+
+void PolicyTreeReader::read_children(const xmlNode* element)
+{
+    for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+        const NodeKind kind = kind_of(child);
+        node_.children.push_back(
+            {kind, view_of(child->name), kind == NodeKind::element ? element_text(child) : NodeText("")});
+    }
+}
+
+NodeText PolicyTreeReader::attribute_value(const xmlAttr* attribute)
+{
+    if (is_plain(attribute->children)) {
+        return plain_text(attribute->children);
+    }
+    if (!affordable(attribute->children)) {
+        return std::nullopt;
+    }
+    xmlChar* text = xmlNodeListGetString(document_, attribute->children, 1);
+    return text == nullptr ? NodeText("") : keep(text); // none: entities that are not defined
+}
+
+NodeText PolicyTreeReader::element_text(const xmlNode* element)
+{
+    if (is_plain(element->children)) {
+        return plain_text(element->children);
+    }
+    if (!affordable(element->children)) {
+        return std::nullopt;
+    }
+    xmlChar* text = xmlNodeGetContent(element);
+    if (text == nullptr) {
+        throw std::bad_alloc();
+    }
+    return keep(text);
+}
+
+NodeText PolicyTreeReader::keep(xmlChar* text)
+{
+    XmlText owner(text);
+    owned_.push_back(std::move(owner));
+    return view_of(text);
+}
+
+bool PolicyTreeReader::affordable(const xmlNode* first)
+{
+    return spend_on(first, 0);
+}
+
+/// Walks what a text of these nodes would be made of; false once it would cost more than is left.
+bool PolicyTreeReader::spend_on(const xmlNode* siblings, std::size_t depth)
+{
+    for (const xmlNode* node = siblings; node != nullptr; node = node->next) {
+        if (node->type == XML_ENTITY_REF_NODE) {
+            if (depth >= kDeepestEntity || expansion_left_ == 0) {
+                return false;
+            }
+            --expansion_left_;
+            const xmlEntity* entity = xmlGetDocEntity(document_, node->name);
+            if (entity != nullptr && !spend_on(entity->children, depth + 1)) {
+                return false;
+            }
+        } else if (node->content != nullptr && depth > 0) {
+            const std::size_t length = std::strlen(from_xml(node->content));
+            if (length > expansion_left_) {
+                return false;
+            }
+            expansion_left_ -= length;
+        } else if (node->type == XML_ELEMENT_NODE && !spend_on(node->children, depth)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace tresk

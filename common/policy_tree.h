@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// Turns nodes of a libxml2 document tree into plain values. Texts are views into the tree where they stand
+// there in one piece, else copies that the reader owns.
+//
+// A hostile document can define entities that expand without end, so a text with entities is measured before
+// libxml2 is asked for it; all entities together may expand to as much as the parser allows one text.
+#ifndef TRESK_COMMON_POLICY_TREE_H
+#define TRESK_COMMON_POLICY_TREE_H
+
+#include "common/policy_node.h"
+#include "common/xml_handles.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace tresk {
+
+class PolicyTreeReader {
+  public:
+    /// @document must outlive the reader.
+    explicit PolicyTreeReader(xmlDoc* document) noexcept : document_(document) {}
+
+    /// The values of @node, valid until the next call.
+    const PolicyNode& read(xmlNode* node);
+
+  private:
+    void read_attributes(xmlNode* element);
+    void read_declared_attributes(xmlNode* element);
+    void read_children(const xmlNode* element);
+    NodeText attribute_value(const xmlAttr* attribute);
+    NodeText element_text(const xmlNode* element);
+    NodeText keep(xmlChar* text);
+    bool affordable(const xmlNode* first);
+    bool spend_on(const xmlNode* siblings, std::size_t depth);
+
+    xmlDoc* document_;
+    PolicyNode node_;
+    std::vector<XmlText> owned_;
+    std::size_t expansion_left_ = 10'000'000; ///< bytes and entity references still allowed
+};
+
+} // namespace tresk
+
+#endif
