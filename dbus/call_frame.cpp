@@ -2,7 +2,7 @@
 //
 // One synchronous call over a fresh proxy on the system bus. Nothing is kept between calls.
 #include "common/edge.h"
-#include "dbus/private_context.h"
+#include "dbus/bus_connection.h"
 #include "dbus/service_call.h"
 #include "dbus/service_error.h"
 #include "tresk_extend.h"
@@ -24,9 +24,6 @@ struct MethodCall {
     const char* method;
     GVariant* parameters;
 };
-
-template <class T>
-using Object = Handle<T, ::g_object_unref>;
 
 /// A GError that a GLib function may fill.
 class CallError {
@@ -57,25 +54,6 @@ bool is_callable(const MethodCall& call)
             g_variant_is_of_type(call.parameters, G_VARIANT_TYPE_TUPLE) != FALSE);
 }
 
-/// The process's shared system bus connection. Where somebody holds on to one that is closed, it will not
-/// come back to life: then one of our own.
-Object<GDBusConnection> system_bus(CallError& error)
-{
-    Object<GDBusConnection> shared(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.out()));
-    if (!shared || g_dbus_connection_is_closed(shared.get()) == FALSE) {
-        return shared;
-    }
-    const Handle<char, ::g_free> address(
-        g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error.out()));
-    if (!address) {
-        return nullptr;
-    }
-    constexpr auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    return Object<GDBusConnection>(
-        g_dbus_connection_new_for_address_sync(address.get(), flags, nullptr, nullptr, error.out()));
-}
-
 Variant call_on(GDBusConnection* connection, const MethodCall& call, CallError& error)
 {
     const Object<GDBusProxy> proxy(g_dbus_proxy_new_sync(connection, G_DBUS_PROXY_FLAGS_NONE, nullptr,
@@ -90,15 +68,8 @@ Variant call_on(GDBusConnection* connection, const MethodCall& call, CallError& 
 
 Variant call_once(const MethodCall& call, CallError& error)
 {
-    PrivateContext context;
-    const Object<GDBusConnection> connection = system_bus(error);
-    if (!connection) {
-        return nullptr;
-    }
-    const ExitOnCloseHold hold(connection.get(), context);
-    Variant reply = call_on(connection.get(), call, error);
-    context.drain();
-    return reply;
+    const BusConnection connection(error.out());
+    return connection ? call_on(connection.get(), call, error) : nullptr;
 }
 
 void give(int* error_code, int code)
