@@ -7,7 +7,9 @@
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
+#include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace tresk {
 
@@ -22,10 +24,35 @@ bool nothing_to_parse()
                                 error->domain == XML_FROM_IO);
 }
 
+using XmlParser = Handle<xmlParserCtxt, ::xmlFreeParserCtxt>;
+
+/// Recovery also "recovers" a document for whose rest there was no memory, and such a document hides entries.
+/// The parser does not always say so (a name that found no memory is a missing name to it); errno does.
+bool ran_out_of_memory(const xmlParserCtxt* parser)
+{
+    const xmlError* last = xmlGetLastError();
+    return errno == ENOMEM || parser->errNo == XML_ERR_NO_MEMORY ||
+           (last != nullptr && last->code == XML_ERR_NO_MEMORY);
+}
+
+XmlDocument recover(const char* file)
+{
+    const XmlParser parser(xmlNewParserCtxt());
+    if (!parser) {
+        throw std::bad_alloc();
+    }
+    errno = 0;
+    XmlDocument document(xmlCtxtReadFile(parser.get(), file, "UTF-8", XML_PARSE_RECOVER));
+    if (ran_out_of_memory(parser.get())) {
+        throw std::bad_alloc();
+    }
+    return document;
+}
+
 XmlDocument parse(const PolicyFormat& format, const char* file)
 {
     xmlResetLastError();
-    XmlDocument document(xmlReadFile(file, "UTF-8", XML_PARSE_RECOVER));
+    XmlDocument document = recover(file);
     if (!document && nothing_to_parse()) {
         create_default_policy(format.default_file, format.root);
     }
