@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "standin/service/families.h"
+
+#include <array>
+
+namespace tresk::service {
+
+std::span<const MethodTable> method_tables()
+{
+    static const std::array tables{
+        MethodTable{"xattr", status_methods()},  MethodTable{"conf", configuration_methods()},
+        MethodTable{"module", module_methods()}, MethodTable{"netflow", netflow_methods()},
+        MethodTable{"ppro", ppro_methods()},
+    };
+    return tables;
+}
+
+} // namespace tresk::service

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// Every family's tables of methods. A new family declares its tables here and lists them in families.cpp.
+#ifndef TRESK_STANDIN_SERVICE_FAMILIES_H
+#define TRESK_STANDIN_SERVICE_FAMILIES_H
+
+#include "standin/service/method.h"
+
+namespace tresk::service {
+
+/// All tables of the service.
+std::span<const MethodTable> method_tables();
+
+// switches.cpp
+std::span<const Method> status_methods();
+std::span<const Method> configuration_methods();
+std::span<const Method> module_methods();
+std::span<const Method> netflow_methods();
+
+// ppro.cpp
+std::span<const Method> ppro_methods();
+
+} // namespace tresk::service
+
+#endif
