@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "ppro/path_hash.h"
+
+#include "common/data_path.h"
+
+#include <openssl/sha.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+namespace tresk {
+
+namespace {
+
+using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
+
+constexpr std::size_t kHashDigits = 2 * std::tuple_size_v<Digest>;
+
+std::optional<Digest> digest_of(std::string_view text)
+{
+    SHA256_CTX context;
+    Digest digest;
+    if (SHA256_Init(&context) != 1 || SHA256_Update(&context, text.data(), text.size()) != 1 ||
+        SHA256_Final(digest.data(), &context) != 1) {
+        return std::nullopt;
+    }
+    return digest;
+}
+
+void write_digits(const Digest& digest, char* out)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    for (const unsigned char byte : digest) {
+        *out++ = digits[byte >> 4U];
+        *out++ = digits[byte & 0xFU];
+    }
+}
+
+} // namespace
+
+Malloced<char> path_hash(Source source, const char* function, const char* path)
+{
+    if (path == nullptr) {
+        return nullptr;
+    }
+    Malloced<char> hash(static_cast<char*>(std::calloc(kHashDigits + 1, 1)));
+    if (!hash) {
+        log_error(source, "malloc", "%s: failed to malloc XML hash!\n", function);
+        errno = ENOMEM;
+        return nullptr;
+    }
+    const std::optional<Digest> digest = digest_of({path, strnlen(path, kPathKept)});
+    if (!digest) {
+        return nullptr;
+    }
+    write_digits(*digest, hash.get());
+    return hash;
+}
+
+} // namespace tresk
