@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The objects of the command line. Each adds its commands, which do nothing before Run::perform().
+#ifndef TRESK_TRESKCTL_COMMANDS_H
+#define TRESK_TRESKCTL_COMMANDS_H
+
+#include "treskctl/run.h"
+
+namespace tresk::ctl {
+
+void add_status_commands(CLI::App& app, Run& run);
+void add_func_commands(CLI::App& app, Run& run);
+void add_conf_commands(CLI::App& app, Run& run);
+void add_module_commands(CLI::App& app, Run& run);
+void add_security_commands(CLI::App& app, Run& run);
+void add_ppro_commands(CLI::App& app, Run& run);
+void add_notify_commands(CLI::App& app, Run& run);
+
+/// The part of "ppro" that changes nothing.
+void add_ppro_queries(CLI::App& ppro, Run& run);
+
+} // namespace tresk::ctl
+
+#endif
