@@ -20,14 +20,26 @@ namespace {
 
 constexpr mode_t kPolicyMode = 0644;
 
-std::string empty_policy(const char* root)
+void add_root(xmlDoc* document, const EmptyPolicy& policy)
 {
-    const XmlDocument document(xmlNewDoc(to_xml("1.0")));
-    xmlNode* element = document ? xmlNewDocNode(document.get(), nullptr, to_xml(root), nullptr) : nullptr;
-    if (element == nullptr) {
+    xmlNode* root = xmlNewDocNode(document, nullptr, to_xml(policy.root), nullptr);
+    if (root == nullptr) {
         throw std::bad_alloc();
     }
-    xmlDocSetRootElement(document.get(), element);
+    xmlDocSetRootElement(document, root); // now the document's to release
+    if (policy.attribute != nullptr &&
+        xmlNewProp(root, to_xml(policy.attribute), to_xml(policy.value)) == nullptr) {
+        throw std::bad_alloc();
+    }
+}
+
+std::string content_of(const EmptyPolicy& policy)
+{
+    const XmlDocument document(xmlNewDoc(to_xml("1.0")));
+    if (!document) {
+        throw std::bad_alloc();
+    }
+    add_root(document.get(), policy);
     xmlChar* bytes = nullptr;
     int length = 0;
     xmlDocDumpMemory(document.get(), &bytes, &length);
@@ -69,9 +81,9 @@ void create_file(const char* path, std::string_view content)
 
 } // namespace
 
-void create_default_policy(const char* file, const char* root)
+void create_default_policy(const char* file, const EmptyPolicy& policy)
 {
-    const std::string content = empty_policy(root);
+    const std::string content = content_of(policy);
     const Descriptor existing(::open(file, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (existing) {
         fill_empty_file(existing, content);

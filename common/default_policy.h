@@ -6,10 +6,17 @@
 
 namespace tresk {
 
-/// Writes a document holding only the empty element @root to @file, mode 0644, whole or not at all. Only a
+/// What an empty policy holds: its root element, with one attribute where there is a name for it.
+struct EmptyPolicy {
+    const char* root;
+    const char* attribute = nullptr;
+    const char* value = nullptr;
+};
+
+/// Writes a document holding only the root of @policy to @file, mode 0644, whole or not at all. Only a
 /// missing or an empty file is filled; a missing directory is not made. Failures are silent: the read that
 /// led here fails in any case.
-void create_default_policy(const char* file, const char* root);
+void create_default_policy(const char* file, const EmptyPolicy& policy);
 
 } // namespace tresk
 

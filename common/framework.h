@@ -48,8 +48,14 @@ char* ltrim_anyway(char* text);
 
 // --- libtresk_scene_c: the scene's policies; 0, or a negative code (-2 present already, -3 not present) ---
 
+int tresk_scene_netctl_add_by_path(const char* path);
+int tresk_scene_netctl_remove_by_path(const char* path);
+int tresk_scene_netctl_add_by_package(const char* package);
+int tresk_scene_netctl_remove_by_package(const char* package);
 int tresk_scene_taskctl_add_by_path(const char* path);
 int tresk_scene_taskctl_remove_by_path(const char* path);
+int tresk_scene_pblkctl_add_by_path(const char* path);
+int tresk_scene_pblkctl_remove_by_path(const char* path);
 
 } // extern "C"
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "common/policy_document.h"
 
-#include "common/default_policy.h"
 #include "common/policy_tree.h"
 
 #include <libxml/parser.h>
@@ -53,8 +52,8 @@ XmlDocument parse(const PolicyFormat& format, const char* file)
 {
     xmlResetLastError();
     XmlDocument document = recover(file);
-    if (!document && nothing_to_parse()) {
-        create_default_policy(format.default_file, format.root);
+    if (!document && format.create_default != nullptr && nothing_to_parse()) {
+        format.create_default(file);
     }
     return document;
 }
@@ -68,11 +67,24 @@ XmlDocument open_policy(const PolicyFormat& format, const char* file, const char
         return nullptr;
     }
     if (std::strcmp(from_xml(root->name), format.root) != 0) {
-        log_error(format.source, function, "%s: document of the wrong type, root node != %s\n", function,
-                  expected == nullptr ? format.root : expected);
+        if (format.wrong_root != nullptr) {
+            log_error(format.source, function, format.wrong_root, function,
+                      expected == nullptr ? format.root : expected);
+        }
         return nullptr;
     }
     return document;
+}
+
+Walk visit_children(PolicyTreeReader& reader, const xmlNode* parent,
+                    const std::function<Walk(const PolicyNode&)>& visit)
+{
+    for (xmlNode* node = parent->children; node != nullptr; node = node->next) {
+        if (visit(reader.read(node)) == Walk::stop) {
+            return Walk::stop;
+        }
+    }
+    return Walk::on;
 }
 
 } // namespace
@@ -102,14 +114,46 @@ PolicyDocument::operator bool() const noexcept
     return tree_ != nullptr;
 }
 
+bool xml_error_is_left()
+{
+    const xmlError* error = xmlGetLastError();
+    return error != nullptr && error->code != XML_ERR_OK;
+}
+
+bool reads_without_error(const char* file)
+{
+    const XmlDocument document = recover(file);
+    return !xml_error_is_left();
+}
+
 void PolicyDocument::for_each_node(const std::function<Walk(const PolicyNode&)>& visit) const
 {
     PolicyTreeReader reader(tree_->get());
-    for (xmlNode* node = xmlDocGetRootElement(tree_->get())->children; node != nullptr; node = node->next) {
-        if (visit(reader.read(node)) == Walk::stop) {
+    visit_children(reader, xmlDocGetRootElement(tree_->get()), visit);
+}
+
+void PolicyDocument::for_each_grouped_node(const std::function<Group(const PolicyNode&)>& head,
+                                           const std::function<Walk(const PolicyNode&)>& visit) const
+{
+    PolicyTreeReader reader(tree_->get());
+    for (xmlNode* group = xmlFirstElementChild(xmlDocGetRootElement(tree_->get())); group != nullptr;
+         group = xmlNextElementSibling(group)) {
+        const Group answer = head(reader.read_head(group));
+        if (answer == Group::stop) {
+            return;
+        }
+        if (answer == Group::enter && visit_children(reader, group, visit) == Walk::stop) {
             return;
         }
     }
+}
+
+std::optional<std::string> PolicyDocument::first_root_attribute(std::string_view name) const
+{
+    PolicyTreeReader reader(tree_->get());
+    const PolicyNode& root = reader.read_head(xmlDocGetRootElement(tree_->get()));
+    const NodeText value = root.first_attribute(name);
+    return value ? std::optional<std::string>(*value) : std::nullopt;
 }
 
 } // namespace tresk

@@ -10,6 +10,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace tresk {
 
@@ -19,19 +21,35 @@ struct PolicyFormat {
     const char* root;
     /// Source module of the family's diagnostics.
     const char* source;
-    /// Where an empty policy is created when a file is missing or empty.
-    const char* default_file;
+    /// Log format for another root, given the function's name and the root's; null: not logged.
+    const char* wrong_root;
+    /// Creates an empty policy after @file was found missing or empty; null: none is created.
+    void (*create_default)(const char* file);
 };
+
+/// The wrong-root format of the families whose message takes the root's name as an argument.
+inline constexpr char kWrongRoot[] = "%s: document of the wrong type, root node != %s\n";
 
 /// A visitor's answer after each node.
 enum class Walk { on, stop };
+
+/// A visitor's answer to the head of a group of nodes.
+enum class Group { enter, pass, stop };
+
+/// True when libxml2 has an error to report on this thread, from whatever work.
+bool xml_error_is_left();
+
+/// Reads @file as a PolicyDocument does, but without a reset before: an error that earlier work on this
+/// thread left behind counts as well. True when there is none.
+bool reads_without_error(const char* file);
 
 /// A policy document that was read and whose root is the format's.
 class PolicyDocument {
   public:
     /// Reads @file in recovery mode, leaving libxml2's last-error state as the parser left it. Where this
-    /// fails the document is empty (operator bool): a missing or empty file has then been created anew, and
-    /// another root has been logged with @function's name and @expected (null: the root's name).
+    /// fails the document is empty (operator bool): a missing or empty file has then been created anew and
+    /// another root been logged with @function's name and @expected (null: the root's name), as the format
+    /// says.
     PolicyDocument(const PolicyFormat& format, const char* file, const char* function,
                    const char* expected = nullptr);
     ~PolicyDocument();
@@ -42,6 +60,14 @@ class PolicyDocument {
 
     /// Hands the root's children of every kind to @visit, in document order, until it answers stop.
     void for_each_node(const std::function<Walk(const PolicyNode&)>& visit) const;
+
+    /// The same one level deeper: hands the root's child elements to @head, without their children, and,
+    /// where it answers enter, their children to @visit. A stop of either ends the walk.
+    void for_each_grouped_node(const std::function<Group(const PolicyNode&)>& head,
+                               const std::function<Walk(const PolicyNode&)>& visit) const;
+
+    /// The value of the root's first attribute, if that is named @name.
+    [[nodiscard]] std::optional<std::string> first_root_attribute(std::string_view name) const;
 
   private:
     class Tree;

@@ -50,6 +50,15 @@ std::string_view plain_text(const xmlNode* children) noexcept
 
 const PolicyNode& PolicyTreeReader::read(xmlNode* node)
 {
+    read_head(node);
+    if (node_.kind == NodeKind::element) {
+        read_children(node);
+    }
+    return node_;
+}
+
+const PolicyNode& PolicyTreeReader::read_head(xmlNode* node)
+{
     owned_.clear();
     node_.attributes.clear();
     node_.children.clear();
@@ -57,7 +66,6 @@ const PolicyNode& PolicyTreeReader::read(xmlNode* node)
     node_.name = view_of(node->name);
     if (node_.kind == NodeKind::element) {
         read_attributes(node);
-        read_children(node);
     }
     return node_;
 }

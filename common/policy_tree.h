@@ -24,6 +24,9 @@ class PolicyTreeReader {
     /// The values of @node, valid until the next call.
     const PolicyNode& read(xmlNode* node);
 
+    /// The same without the node's children.
+    const PolicyNode& read_head(xmlNode* node);
+
   private:
     void read_attributes(xmlNode* element);
     void read_declared_attributes(xmlNode* element);

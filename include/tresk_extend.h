@@ -315,6 +315,425 @@ int tresk_ppro_communicate_with_kernel(uint32_t type, const char *hash, uint32_t
  */
 int tresk_ppro_communicate_with_kernel_sm(uint32_t type, const char *hash, uint32_t value);
 
+/**
+ * tresk_netctl_communicate_with_kernel - tell the kernel module about a network control entry
+ * @type: message type, sent as it is
+ * @hash: the entry's path hash
+ * @value: sent in front of the hash
+ *
+ * Sends and waits as tresk_hash_communicate_with_kernel().
+ *
+ * Returns: 0 when an answer came, -1 for a null @hash or a failed exchange, -2 when the kernel's framework
+ * version is below 4.2.
+ */
+int tresk_netctl_communicate_with_kernel(uint32_t type, const char *hash, uint32_t value);
+
+/**
+ * tresk_pblk_communicate_with_kernel_zdk - tell the kernel module about a process blocking entry
+ * @type: message type, sent as it is; 20 is sent only while no other entry shares the hash
+ * @hash: the entry's path hash; its first 65 characters are sent
+ * @mode: type of the entry's data source, for type 20
+ * @data_source: name of the entry's data source, for type 20
+ *
+ * Waits up to one second for the module's answer.
+ *
+ * Returns: 0 when an answer came or nothing was to be sent, -1 for a null @hash, a failed exchange or an
+ * unreadable policy, -2 when the kernel's framework version is below 4.2.
+ */
+int tresk_pblk_communicate_with_kernel_zdk(uint32_t type, const char *hash, int mode,
+                                           const char *data_source);
+
+/**
+ * tresk_pblk_communicate_with_kernel - the same with mode 1 and the source ""
+ * @type: message type
+ * @hash: the entry's path hash
+ * Returns: as tresk_pblk_communicate_with_kernel_zdk().
+ */
+int tresk_pblk_communicate_with_kernel(uint32_t type, const char *hash);
+
+/* ---- Network control ---------------------------------------------------------------------------------- */
+
+/**
+ * struct netctl_node_data - one program under network control, without its presentation (4168 bytes)
+ * @path: the program's path, NUL-terminated and zero-filled
+ * @hash: the path hash, its first 64 bytes, NUL-terminated
+ * @type: the control type
+ */
+typedef struct netctl_node_data {
+    char path[4096];
+    char hash[65];
+    int32_t type;
+} netctl_node_data;
+
+/**
+ * struct netctl_node_info - one program under network control (8524 bytes)
+ * @path: the program's path, NUL-terminated and zero-filled, as all texts
+ * @hash: the path hash, its first 64 bytes
+ * @type: the control type
+ * @name: display name, its first 255 bytes; "unknown" when missing
+ * @ico: icon, its first 4095 bytes; "unknown" when missing
+ * @server_type: kind of service; 0 when missing
+ */
+typedef struct netctl_node_info {
+    char path[4096];
+    char hash[65];
+    int32_t type;
+    char name[256];
+    char ico[4096];
+    int32_t server_type;
+} netctl_node_info;
+
+/**
+ * struct netctl_ext_node_info - the same with the desktop entry (12620 bytes)
+ * @path: the program's path, NUL-terminated and zero-filled, as all texts
+ * @hash: the path hash, its first 64 bytes
+ * @type: the control type
+ * @name: display name, its first 255 bytes; "unknown" when missing
+ * @ico: icon, its first 4095 bytes; "unknown" when missing
+ * @desktop: desktop entry, its first 4095 bytes; "unknown" when missing
+ * @server_type: kind of service; 0 when missing
+ */
+typedef struct netctl_ext_node_info {
+    char path[4096];
+    char hash[65];
+    int32_t type;
+    char name[256];
+    char ico[4096];
+    char desktop[4096];
+    int32_t server_type;
+} netctl_ext_node_info;
+
+/**
+ * user_distinguish - whether network control is kept per user: 0 no, else yes
+ *
+ * The library's copy of the policy's setting, 0 when it is loaded. tresk_netctl_get_user_distinguish() alone
+ * sets it; every network control reader and the path hash go by it as it stands.
+ */
+extern int32_t user_distinguish;
+
+/*
+ * The readers read "/etc/tresk/netctl/netctl.xml", or the file they are given, afresh at every call. A policy
+ * file that is missing or empty is created empty under its name, with the setting that user_distinguish holds,
+ * and the call fails. An entry without path, hash or type is left out, as is one whose path is longer than
+ * 4095 bytes.
+ *
+ * Array readers return @count contiguous records, or null: with @count 0 when no entry is accepted, with
+ * @count unwritten when the file could not be read (a null @count or file fails likewise).
+ *
+ * The user filter (the readers with a uid): while user_distinguish is 0 the uid plays no part and every user's
+ * entries count; else those of the first user element with this uid alone.
+ */
+
+/**
+ * tresk_netctl_read_all_data_inner - every user's entries in a file
+ * @file: policy file to read
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_node_data *tresk_netctl_read_all_data_inner(const char *file, uint32_t *count);
+
+/**
+ * tresk_netctl_read_all_data - every user's entries in the policy
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_node_data *tresk_netctl_read_all_data(uint32_t *count);
+
+/**
+ * tresk_netctl_read_all_data_with_uid_inner - a file's entries after the user filter
+ * @uid: user id
+ * @file: policy file to read
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_node_info *tresk_netctl_read_all_data_with_uid_inner(int32_t uid, const char *file, uint32_t *count);
+
+/**
+ * tresk_netctl_read_all_data_with_uid - the policy's entries after the user filter
+ * @uid: user id
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_node_info *tresk_netctl_read_all_data_with_uid(uint32_t uid, uint32_t *count);
+
+/**
+ * tresk_netctl_ext_read_all_data_with_uid_inner - a file's entries with desktop, after the user filter
+ * @uid: user id
+ * @file: policy file to read
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_ext_node_info *tresk_netctl_ext_read_all_data_with_uid_inner(int32_t uid, const char *file,
+                                                                    int32_t *count);
+
+/**
+ * tresk_netctl_ext_read_all_data_with_uid - the policy's entries with desktop, after the user filter
+ * @uid: user id
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_ext_node_info *tresk_netctl_ext_read_all_data_with_uid(uint32_t uid, int32_t *count);
+
+/**
+ * tresk_netctl_read_node_with_uid - the entry of a path, after the user filter
+ * @uid: user id
+ * @path: the path as it stands in the policy
+ *
+ * The first entry of that path decides: where it lacks its type or hash, the result is null.
+ *
+ * Returns: the record, to be released with free(), or null.
+ */
+netctl_node_info *tresk_netctl_read_node_with_uid(uint32_t uid, const char *path);
+
+/**
+ * tresk_netctl_ext_read_node_with_uid - the same with desktop
+ * @uid: user id
+ * @path: the path as it stands in the policy
+ * Returns: the record, to be released with free(), or null.
+ */
+netctl_ext_node_info *tresk_netctl_ext_read_node_with_uid(uint32_t uid, const char *path);
+
+/**
+ * tresk_netctl_get_path_hash - the hash under which a program's network policy is kept
+ * @path: the path
+ * @uid: the user, who counts while user_distinguish is not 0
+ *
+ * SM3 of the path, or of "path+uid", whose first 4095 bytes count. Sixty-four zeros while the framework's
+ * function status 8 is 1.
+ *
+ * Returns: 64 lowercase hexadecimal digits, to be released with free(), or null for a null @path or when
+ * memory runs out.
+ */
+char *tresk_netctl_get_path_hash(const char *path, int32_t uid);
+
+/**
+ * tresk_netctl_get_user_distinguish - read the policy's per-user setting into user_distinguish
+ * Returns: 1 or 0, as user_distinguish is now, or -1 (user_distinguish unchanged) when the policy cannot be
+ * read or has no such setting.
+ */
+int tresk_netctl_get_user_distinguish(void);
+
+/*
+ * The edits send texts cut to 4095 bytes (a display name to 254), never inside a UTF-8 character, and "" for
+ * null. Entries of control type 2 are kept by the scene library too, which is asked first, with the path as
+ * given: when it fails, its code is returned and said on standard output, and the service is not asked. They
+ * return the service's answer, or -1 when the call failed or a text cannot be sent (nothing is changed then).
+ */
+
+/**
+ * tresk_netctl_add - put a program under network control
+ * @uid: user id
+ * @path: the program
+ * @type: control type; 2 is added to the scene first
+ * @name: display name
+ * @ico: icon
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_add(uint32_t uid, const char *path, int32_t type, const char *name, const char *ico,
+                     int32_t server_type);
+
+/**
+ * tresk_netctl_ext_add - the same with the desktop entry
+ * @uid: user id
+ * @path: the program
+ * @type: control type; 2 is added to the scene first
+ * @name: display name
+ * @ico: icon
+ * @desktop: desktop entry
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_ext_add(uint32_t uid, const char *path, int32_t type, const char *name, const char *ico,
+                         const char *desktop, int32_t server_type);
+
+/**
+ * tresk_netctl_remove - end a program's network control
+ * @uid: user id
+ * @path: the program; removed from the scene first, which need not have it
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_remove(uint32_t uid, const char *path);
+
+/**
+ * tresk_netctl_update - change a program's network control
+ * @uid: user id
+ * @path: the program
+ * @type: control type; 1 is removed from the scene first, 2 added to it
+ * @name: display name
+ * @ico: icon
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_update(uint32_t uid, const char *path, int32_t type, const char *name, const char *ico,
+                        int32_t server_type);
+
+/**
+ * tresk_netctl_ext_update - the same with the desktop entry
+ * @uid: user id
+ * @path: the program
+ * @type: control type; 1 is removed from the scene first, 2 added to it
+ * @name: display name
+ * @ico: icon
+ * @desktop: desktop entry
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_ext_update(uint32_t uid, const char *path, int32_t type, const char *name, const char *ico,
+                            const char *desktop, int32_t server_type);
+
+/**
+ * tresk_netctl_set_user_distinguish - change the policy's per-user setting
+ * @value: 0 for one policy, else one a user; user_distinguish follows only when it is read again
+ * Returns: the service's answer, or -1.
+ */
+int tresk_netctl_set_user_distinguish(uint32_t value);
+
+/* ---- Network control of packages ---------------------------------------------------------------------- */
+
+/**
+ * struct netctl_pkg_node_info - one package rule (12296 bytes)
+ * @pkg: package name, NUL-terminated and zero-filled, as all texts
+ * @type: the control type
+ * @ico: icon, its first 4095 bytes; "unknown" when missing
+ * @desktop: desktop entry, its first 4095 bytes; "unknown" when missing
+ * @server_type: kind of service; 0 when missing
+ */
+typedef struct netctl_pkg_node_info {
+    char pkg[4096];
+    int32_t type;
+    char ico[4096];
+    char desktop[4096];
+    int32_t server_type;
+} netctl_pkg_node_info;
+
+/**
+ * struct netctl_pkg_path_node_info - the same with a program file of the package (16392 bytes)
+ * @pkg: package name, NUL-terminated and zero-filled, as all texts
+ * @path: program file, its first 4095 bytes; "unknown" when missing
+ * @type: the control type
+ * @ico: icon, its first 4095 bytes; "unknown" when missing
+ * @desktop: desktop entry, its first 4095 bytes; "unknown" when missing
+ * @server_type: kind of service; 0 when missing
+ */
+typedef struct netctl_pkg_path_node_info {
+    char pkg[4096];
+    char path[4096];
+    int32_t type;
+    char ico[4096];
+    char desktop[4096];
+    int32_t server_type;
+} netctl_pkg_path_node_info;
+
+/**
+ * tresk_netctl_pkg_read_all_data_with_uid_inner - a file's package rules after the user filter
+ * @uid: user id
+ * @file: policy file to read
+ * @count: receives the number of records
+ *
+ * A rule that names a program file which does not exist is left out.
+ *
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_pkg_node_info *tresk_netctl_pkg_read_all_data_with_uid_inner(uint32_t uid, const char *file,
+                                                                    uint32_t *count);
+
+/**
+ * tresk_netctl_pkg_read_all_data_with_uid - the same for "/etc/tresk/netctl/netctl_pkg.xml"
+ * @uid: user id
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+netctl_pkg_node_info *tresk_netctl_pkg_read_all_data_with_uid(uint32_t uid, uint32_t *count);
+
+/**
+ * tresk_netctl_pkg_read_node_with_uid - the rule of a package, after the user filter
+ * @uid: user id
+ * @pkg: package name
+ * Returns: the record, to be released with free(), or null.
+ */
+netctl_pkg_node_info *tresk_netctl_pkg_read_node_with_uid(uint32_t uid, const char *pkg);
+
+/**
+ * tresk_netctl_pkg_path_read_node_with_uid - the same with the program file
+ * @uid: user id
+ * @pkg: package name
+ * Returns: the record, to be released with free(), or null.
+ */
+netctl_pkg_path_node_info *tresk_netctl_pkg_path_read_node_with_uid(uint32_t uid, const char *pkg);
+
+/**
+ * tresk_netctl_pkg_add - put a package under network control
+ * @uid: user id
+ * @pkg: package name
+ * @type: control type; 2 is added to the scene first
+ * @ico: icon
+ * @desktop: desktop entry
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_pkg_add(uint32_t uid, const char *pkg, int32_t type, const char *ico, const char *desktop,
+                         int32_t server_type);
+
+/**
+ * tresk_netctl_pkg_remove - end a package's network control
+ * @uid: user id
+ * @pkg: package name; removed from the scene first, which need not have it
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_pkg_remove(uint32_t uid, const char *pkg);
+
+/**
+ * tresk_netctl_pkg_update - change a package's network control
+ * @uid: user id
+ * @pkg: package name
+ * @type: control type; 1 is removed from the scene first, 2 added to it
+ * @ico: icon
+ * @desktop: desktop entry
+ * @server_type: kind of service
+ * Returns: the service's answer, the scene's code when it failed, or -1.
+ */
+int tresk_netctl_pkg_update(uint32_t uid, const char *pkg, int32_t type, const char *ico, const char *desktop,
+                            int32_t server_type);
+
+/**
+ * tresk_netctl_pkg_path_update - change a package's network control and its program file
+ * @uid: user id
+ * @pkg: package name
+ * @path: program file; sent as it is, never cut; must not be null
+ * @type: control type; the scene is not asked
+ * @ico: icon
+ * @desktop: desktop entry
+ * @server_type: kind of service
+ * Returns: the service's answer, or -1.
+ */
+int tresk_netctl_pkg_path_update(uint32_t uid, const char *pkg, const char *path, int32_t type,
+                                 const char *ico, const char *desktop, int32_t server_type);
+
+/**
+ * tresk_netctl_pkg_path_add - not offered
+ * Returns: -1000, always.
+ */
+int tresk_netctl_pkg_path_add(void);
+
+/**
+ * check_pkg_is_install - ask whether a package is installed
+ * @pkgname: package name without version
+ *
+ * Asks rpm through a shell pipeline, or dpkg-query where there is no rpm. Names with characters that mean
+ * something to a shell are refused.
+ *
+ * Returns: 1 installed, 0 not installed, -1 for null, for a refused name or when the query could not be run.
+ */
+int check_pkg_is_install(const char *pkgname);
+
+/**
+ * check_program_is_exist - ask whether a file exists
+ * @name: path
+ * Returns: 1 when it does, else 0 (also for null).
+ */
+int check_program_is_exist(const char *name);
+
 /* ---- Process protection ------------------------------------------------------------------------------- */
 
 /**
@@ -600,6 +1019,223 @@ int tresk_ppro_update_internal(const char *path, int type, int mode);
  * Returns: the service's answer, or -1.
  */
 int tresk_get_pid_by_path(const char *path);
+
+/* ---- Process blocking --------------------------------------------------------------------------------- */
+
+/**
+ * struct pblk_node_info - one blocked program (4161 bytes)
+ * @path: the program's path, NUL-terminated and zero-filled
+ * @hash: SHA-256 of the path text, its first 64 bytes, NUL-terminated
+ */
+typedef struct pblk_node_info {
+    char path[4096];
+    char hash[65];
+} pblk_node_info;
+
+/*
+ * The readers read "/etc/tresk/pblk/pblk.xml", or the file they are given, as the process protection readers
+ * read theirs. An entry may carry the type and the name of the data source that asked for it; each reader says
+ * how it goes by them.
+ */
+
+/**
+ * tresk_pblk_get_path_hash - the hash under which a path is kept
+ * @path: the path; its first 4095 bytes count
+ * Returns: 64 lowercase hexadecimal digits of its SHA-256, to be released with free(), or null for a null
+ * @path or when memory runs out.
+ */
+char *tresk_pblk_get_path_hash(const char *path);
+
+/**
+ * tresk_pblk_read_all_data_with_file - a file's entries, whatever their source
+ * @file: policy file to read
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_all_data_with_file(const char *file, int *count);
+
+/**
+ * tresk_pblk_read_all_data - the policy's entries, whatever their source
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_all_data(int *count);
+
+/**
+ * tresk_pblk_read_all_data_with_file_zdk - the paths of a file's entries of one source
+ * @file: policy file to read
+ * @type: type of the data source, which an entry must carry
+ * @name: name of the data source, which an entry must carry
+ * @count: receives the number of records
+ *
+ * The records' hashes are not read; the field holds zeros.
+ *
+ * Returns: the records, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_all_data_with_file_zdk(const char *file, int type, const char *name,
+                                                       int *count);
+
+/**
+ * tresk_pblk_read_all_data_zdk - the paths of the policy's entries of one source
+ * @type: type of the data source, which an entry must carry
+ * @name: name of the data source, which an entry must carry
+ * @count: receives the number of records
+ * Returns: the records, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_all_data_zdk(int type, const char *name, int *count);
+
+/**
+ * tresk_pblk_read_node_with_path_zdk - the entry of a path and source
+ * @path: the path as given (it is not made absolute); looked up below "/data" where "/home" or "/root" is
+ *        bound from there
+ * @type: type of the data source; an entry without one matches
+ * @name: name of the data source; an entry without one matches
+ * Returns: the record, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_node_with_path_zdk(const char *path, int type, const char *name);
+
+/**
+ * tresk_pblk_read_node_with_path - the same for type 1 and the name ""
+ * @path: the path
+ * Returns: the record, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_node_with_path(const char *path);
+
+/**
+ * tresk_pblk_read_node_with_hash_zdk - the entry of a hash and source
+ * @hash: path hash
+ * @type: type of the data source; an entry without one matches
+ * @name: name of the data source; an entry without one matches
+ * Returns: the record, to be released with free(), or null.
+ */
+pblk_node_info *tresk_pblk_read_node_with_hash_zdk(const char *hash, int type, const char *name);
+
+/**
+ * tresk_pblk_get_same_node_by_hash - count entries with a hash
+ * @hash: path hash
+ * @count: the number found is added to it; counting ends once it is above 1
+ * Returns: 0, or -1 for null or an unreadable policy.
+ */
+int tresk_pblk_get_same_node_by_hash(const char *hash, int *count);
+
+/*
+ * The edits change @path in place: a leading "/data" is cut where the path without it is the same file. The
+ * scene library is asked first; when it fails, its code is returned and said on standard output, and the
+ * service is not asked. They return the service's answer, or -1 when the call failed or a text cannot be sent
+ * (nothing is changed then).
+ */
+
+/**
+ * tresk_pblk_add_zdk - block a program
+ * @path: the program; shortened in place
+ * @type: type of the data source
+ * @name: name of the data source
+ * Returns: the service's answer; 1 when the scene has the path already; the scene's code when it failed; -1.
+ */
+int tresk_pblk_add_zdk(char *path, int type, const char *name);
+
+/**
+ * tresk_pblk_add - the same for type 1 and the name ""
+ * @path: the program; shortened in place
+ * Returns: as tresk_pblk_add_zdk().
+ */
+int tresk_pblk_add(char *path);
+
+/**
+ * tresk_pblk_remove_zdk - unblock a program
+ * @path: the program; shortened in place
+ * @type: type of the data source
+ * @name: name of the data source
+ * Returns: the service's answer; 0 when the scene does not have the path; the scene's code when it failed;
+ * -1.
+ */
+int tresk_pblk_remove_zdk(char *path, int type, const char *name);
+
+/**
+ * tresk_pblk_remove - the same for type 1 and the name ""
+ * @path: the program; shortened in place
+ * Returns: as tresk_pblk_remove_zdk().
+ */
+int tresk_pblk_remove(char *path);
+
+/* ---- Package black and white lists -------------------------------------------------------------------- */
+
+/**
+ * tresk_bwlist_add_zdk - put a package on a list
+ * @list: the list, such as "white" or "black"
+ * @rpm_name: package name
+ * @type: type of the data source
+ * @name: name of the data source
+ * Returns: the service's answer, or -1001 to -1015 when the call failed.
+ */
+int tresk_bwlist_add_zdk(const char *list, const char *rpm_name, int type, const char *name);
+
+/**
+ * tresk_bwlist_del_zdk - take a package off a list
+ * @list: the list
+ * @rpm_name: package name
+ * @type: type of the data source
+ * @name: name of the data source
+ * Returns: the service's answer, or -1001 to -1015 when the call failed.
+ */
+int tresk_bwlist_del_zdk(const char *list, const char *rpm_name, int type, const char *name);
+
+/**
+ * tresk_bwlist_get_root_distinguish_zdk - the lists' root switch
+ * @type: sent as it is
+ * @name: sent as it is, "" for null
+ * Returns: the service's answer, or -1001 to -1015 when the call failed.
+ */
+int tresk_bwlist_get_root_distinguish_zdk(int type, const char *name);
+
+/**
+ * tresk_bwlist_set_root_distinguish_zdk - change the lists' root switch
+ * @value: sent as it is
+ * @type: sent as it is
+ * @name: sent as it is
+ * Returns: the service's answer, or -1001 to -1015 when the call failed.
+ */
+int tresk_bwlist_set_root_distinguish_zdk(int value, int type, const char *name);
+
+/**
+ * tresk_bwlist_clear_policy_zdk - clear the lists
+ * @type: sent as it is
+ * @name: sent as it is
+ * Returns: the service's answer, or -1001 to -1015 when the call failed.
+ */
+int tresk_bwlist_clear_policy_zdk(int type, const char *name);
+
+/**
+ * tresk_bwlist_select_by_rpm_name_zdk - look a package up in "/etc/tresk/bwlist/bwlist.xml"
+ * @list: the list; "bwlist" in mode 3 looks at "white" and "black" together
+ * @rpm_name: package name
+ * @mode: 3 whatever the source, else the type of the source that an entry must carry
+ * @name: name of the source that an entry must carry ("" for null); plays no part in mode 3
+ *
+ * Returns: 1 found, 0 not found (also when the file cannot be read); for "bwlist" in mode 3: 2 when the
+ * package is white-listed and not black-listed, else 3; -1 for null, and for "bwlist" in mode 3 when libxml2
+ * has an error to report, also one left over from earlier work on the thread.
+ */
+int tresk_bwlist_select_by_rpm_name_zdk(const char *list, const char *rpm_name, int mode, const char *name);
+
+/**
+ * _bwlist_unite_select_by_rpm_name - look a package up in a list, whatever its source
+ * @list: the list
+ * @rpm_name: package name
+ * Returns: 1 found, else 0 (also for null).
+ */
+int _bwlist_unite_select_by_rpm_name(const char *list, const char *rpm_name);
+
+/**
+ * _bwlist_independence_select_by_rpm_name - look a package and its source up in a list
+ * @list: the list
+ * @rpm_name: package name
+ * @type: type of the data source, which an entry must carry
+ * @name: name of the data source, which an entry must carry
+ * Returns: 1 found, else 0 (also for null).
+ */
+int _bwlist_independence_select_by_rpm_name(const char *list, const char *rpm_name, int type,
+                                            const char *name);
 
 #ifdef __cplusplus
 }

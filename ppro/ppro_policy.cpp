@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "ppro/ppro_policy.h"
 
+#include "common/default_policy.h"
 #include "common/record_array.h"
 #include "common/text.h"
 
@@ -56,6 +57,11 @@ bool has_source(const PolicyNode& node, const char* data_source)
 }
 
 } // namespace
+
+void create_default(const char* /*file*/)
+{
+    create_default_policy(kPolicyFile, {kFormat.root});
+}
 
 Filter numeric_filter(int mode)
 {

@@ -26,7 +26,10 @@ namespace tresk::ppro {
 /// Source module of the family's diagnostics.
 inline constexpr char kSource[] = "tresk_ppro";
 inline constexpr char kPolicyFile[] = "/etc/tresk/ppro/ppro.xml";
-inline constexpr PolicyFormat kFormat = {"ppro_root", kSource, kPolicyFile};
+/// An empty policy is created in the policy's place, whichever file was asked for.
+void create_default(const char* file);
+
+inline constexpr PolicyFormat kFormat = {"ppro_root", kSource, kWrongRoot, create_default};
 
 inline constexpr std::string_view kNode = "ppro_node";
 inline constexpr std::string_view kHash = "hash";

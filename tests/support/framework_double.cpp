@@ -249,6 +249,12 @@ char* ltrim_anyway(char* text)
 
 // Scene functions: one line each, in the order of common/framework.h.
 // clang-format off
+int tresk_scene_netctl_add_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_netctl_remove_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_netctl_add_by_package(const char* package) { return scene(__func__, package); }
+int tresk_scene_netctl_remove_by_package(const char* package) { return scene(__func__, package); }
+int tresk_scene_pblkctl_add_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_pblkctl_remove_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_taskctl_add_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_taskctl_remove_by_path(const char* path) { return scene(__func__, path); }
 
