@@ -3,6 +3,7 @@
 
 #include <libxml/valid.h>
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -110,7 +111,11 @@ NodeText PolicyTreeReader::attribute_value(const xmlAttr* attribute)
     if (!affordable(attribute->children)) {
         return std::nullopt;
     }
+    errno = 0;
     xmlChar* text = xmlNodeListGetString(document_, attribute->children, 1);
+    if (text == nullptr && errno == ENOMEM) {
+        throw std::bad_alloc();
+    }
     return text == nullptr ? NodeText("") : keep(text); // none: entities that are not defined
 }
 

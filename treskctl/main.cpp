@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <span>
 #include <string_view>
@@ -56,7 +57,8 @@ bool asks_for_json(std::span<char*> words)
 int complain(const Failure& failure, bool json)
 {
     nlohmann::ordered_json document = {{"version", kJsonVersion}, {"command", nullptr}};
-    document["errors"] = {object_of(failure)};
+    document["errors"] = nlohmann::ordered_json::array();
+    document["errors"].push_back(object_of(failure));
     document["library"] = nlohmann::ordered_json::array();
     const std::string text = json ? written(document) : "treskctl: " + line_of("", failure) + "\n";
     std::fputs(text.c_str(), stderr);
@@ -110,5 +112,10 @@ int run_command_line(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    return tresk::ctl::run_command_line(argc, argv);
+    try {
+        return tresk::ctl::run_command_line(argc, argv);
+    } catch (...) {
+        // Not even the failure could be told: no memory is left.
+        return EXIT_FAILURE;
+    }
 }

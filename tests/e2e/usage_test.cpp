@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// What a wrong command line gets: status 2, one line that names the mistake, nothing on standard output, and
+// nothing done.
+#include "tests/e2e/treskctl_test.h"
+
+#include <gmock/gmock.h>
+
+#include <iterator>
+#include <sstream>
+
+namespace tresk::test {
+
+namespace {
+
+using ::testing::HasSubstr;
+
+struct Mistake {
+    const char* name;
+    /// The arguments, with one blank between two.
+    const char* line;
+    const char* message;
+};
+
+void PrintTo(const Mistake& mistake, std::ostream* stream)
+{
+    *stream << mistake.name;
+}
+
+Words words_of(const std::string& line)
+{
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+class UsageTest : public TreskctlTest, public ::testing::WithParamInterface<Mistake> {};
+
+TEST_P(UsageTest, IsAnsweredWithStatusTwo)
+{
+    const Outcome outcome = treskctl(words_of(GetParam().line));
+    const std::string hint = "Run \"treskctl --help\" or \"treskctl COMMAND --help\".\n";
+    EXPECT_EQ(outcome, (Outcome{2, "", std::string("treskctl: ") + GetParam().message + "\n" + hint}));
+}
+
+constexpr Mistake kMistakes[] = {
+    {"NoCommand", "", "A subcommand is required"},
+    {"UnknownCommand", "bogus", "there is no command \"bogus\""},
+    {"UnknownCommandBelow", "ppro bogus", "there is no command \"bogus\""},
+    {"UnknownOption", "--bogus", "there is no option \"--bogus\""},
+    {"UnknownOptionOfCommand", "ppro list --bogus", "The following argument was not expected: --bogus"},
+    {"ControlBytesInACommand", "a\033[2J", "there is no command \"a\\x1b[2J\""},
+    {"NoPath", "ppro add --type 1", "PATH is required"},
+    {"NoType", "ppro add /usr/bin/cat", "--type is required"},
+    {"TypeIsNoNumber", "ppro add /usr/bin/cat --type one", "Could not convert: --type = one"},
+    {"TypeDoesNotFit", "ppro add /usr/bin/cat --type 2147483648", "Could not convert: --type = 2147483648"},
+    {"BothOwners", "ppro list --all --sm", "--all excludes --sm"},
+    {"NeitherOnNorOff", "status set maybe", "STATE: \"maybe\" is neither on nor off"},
+    {"UnknownFunction", "func set 7 on", "FUNCTION: \"7\" is no protection function (see func list)"},
+    {"TooFewNumbers", "module set 1", "NUMBER: At least 5 required but received 1"},
+    {"NoHash", "notify hash abc --type 1 --value 1",
+     "HASH: \"abc\" is no hash (64 lowercase hexadecimal digits)"},
+    {"NeitherHashNorPath", "notify ppro cat --type 1 --value 1",
+     "SUBJECT: \"cat\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path"},
+    {"MessageTypeDoesNotFit", "notify ppro /bin/cat --type 65536 --value 1",
+     "Could not convert: --type = 65536"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Mistakes, UsageTest, ::testing::ValuesIn(kMistakes),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+class TreskctlUsageTest : public TreskctlTest {};
+
+TEST_F(TreskctlUsageTest, AMistakeIsAJsonObjectForPrograms)
+{
+    const Outcome outcome = treskctl({"ppro", "add", "/usr/bin/cat", "--json"});
+    EXPECT_EQ(outcome.exit_status, 2);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(parsed(outcome.error), nlohmann::json::parse(R"({
+        "version": 1, "command": null, "library": [],
+        "errors": [{"cause": "usage", "subject": null, "code": null, "name": null,
+                    "message": "--type is required"}]})"));
+}
+
+TEST_F(TreskctlUsageTest, HelpIsNoError)
+{
+    const Outcome outcome = treskctl({"--help"});
+    EXPECT_EQ(outcome.exit_status, 0);
+    EXPECT_EQ(outcome.error, "");
+    for (const char* object : {"status", "func", "module", "security", "conf", "ppro", "notify"}) {
+        EXPECT_THAT(outcome.output, HasSubstr(std::string("\n  ") + object + " "));
+    }
+}
+
+TEST_F(TreskctlUsageTest, EachCommandHasItsHelp)
+{
+    const Outcome outcome = treskctl({"ppro", "add", "--help"});
+    EXPECT_EQ(outcome.exit_status, 0);
+    EXPECT_THAT(outcome.output, HasSubstr("Usage: treskctl ppro add [OPTIONS] PATH..."));
+}
+
+TEST_F(TreskctlUsageTest, VersionIsTheProjects)
+{
+    EXPECT_EQ(treskctl({"--version"}), succeeded("treskctl " TRESKCTL_VERSION "\n"));
+}
+
+TEST_F(TreskctlUsageTest, AFullStandardOutputIsAFailure)
+{
+    const Outcome outcome = run_program({{TRESKCTL_PROGRAM, "func", "list"}, {}, "/dev/full"});
+    EXPECT_EQ(outcome, failed("treskctl: func list: standard output: No space left on device\n"));
+}
+
+} // namespace
+
+} // namespace tresk::test

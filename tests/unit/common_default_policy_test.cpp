@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "common/default_policy.h"
+#include "tests/support/policy_files.h"
+#include "tests/support/temp_dir.h"
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <iterator>
+
+namespace tresk::test {
+
+namespace {
+
+constexpr char kEmptyPolicy[] = "<?xml version=\"1.0\"?>\n<ppro_root/>\n";
+
+mode_t mode_of(const std::filesystem::path& file)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(file.c_str(), &status), 0);
+    return status.st_mode & 07777U;
+}
+
+std::ptrdiff_t files_in(const std::filesystem::path& folder)
+{
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+class DefaultPolicy : public ::testing::Test {
+  protected:
+    void create() const { create_default_policy(file.c_str(), "ppro_root"); }
+
+    TempDir folder;
+    std::filesystem::path file = folder / "policy.xml";
+};
+
+TEST_F(DefaultPolicy, IsADocumentWithTheRootAlone)
+{
+    create();
+    EXPECT_EQ(read_file(file), kEmptyPolicy);
+    EXPECT_EQ(files_in(folder.path()), 1);
+}
+
+TEST_F(DefaultPolicy, HasMode0644WhateverTheUmask)
+{
+    const mode_t before = ::umask(0077);
+    create();
+    ::umask(0);
+    create_default_policy((folder / "other.xml").c_str(), "ppro_root");
+    ::umask(before);
+    EXPECT_EQ(mode_of(file), 0644U);
+    EXPECT_EQ(mode_of(folder / "other.xml"), 0644U);
+}
+
+TEST_F(DefaultPolicy, FillsAnEmptyFile)
+{
+    write_file(file, "");
+    create();
+    EXPECT_EQ(read_file(file), kEmptyPolicy);
+    EXPECT_EQ(files_in(folder.path()), 1);
+}
+
+TEST_F(DefaultPolicy, NeverReplacesAFileThatHoldsSomething)
+{
+    for (const char* content : {"<ppro_root><a/></ppro_root>", "garbage", "\n"}) {
+        write_file(file, content);
+        create();
+        EXPECT_EQ(read_file(file), content);
+    }
+    EXPECT_EQ(files_in(folder.path()), 1);
+}
+
+TEST_F(DefaultPolicy, MakesNoDirectory)
+{
+    create_default_policy((folder / "none/policy.xml").c_str(), "ppro_root");
+    EXPECT_EQ(files_in(folder.path()), 0);
+}
+
+TEST_F(DefaultPolicy, LeavesADirectoryOfThatName)
+{
+    std::filesystem::create_directory(file);
+    create();
+    EXPECT_TRUE(std::filesystem::is_directory(file));
+    EXPECT_EQ(files_in(folder.path()), 1);
+    EXPECT_EQ(files_in(file), 0);
+}
+
+TEST_F(DefaultPolicy, LeavesAllAsItIsWithoutADescriptor)
+{
+    write_file(folder / "other.xml", "");
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    create();
+    create_default_policy((folder / "other.xml").c_str(), "ppro_root");
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(read_file(file), std::nullopt);
+    EXPECT_EQ(read_file(folder / "other.xml"), "");
+}
+
+/// A file system of one page, which a file fills.
+class FullDisk : public ::testing::Test {
+  protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(::mount("tmpfs", folder.path().c_str(), "tmpfs", 0, "size=4k"), 0) << ::strerror(errno);
+        write_file(folder / "filler", std::string(4096, 'x'));
+    }
+
+    void TearDown() override { ::umount2(folder.path().c_str(), MNT_DETACH); }
+
+    TempDir folder;
+    std::filesystem::path file = folder / "policy.xml";
+};
+
+TEST_F(FullDisk, LeavesNoHalfFileBehind)
+{
+    create_default_policy(file.c_str(), "ppro_root");
+    EXPECT_EQ(read_file(file), std::nullopt);
+    EXPECT_EQ(files_in(folder.path()), 1);
+}
+
+TEST_F(FullDisk, LeavesAnEmptyFileEmpty)
+{
+    write_file(file, "");
+    create_default_policy(file.c_str(), "ppro_root");
+    EXPECT_EQ(read_file(file), "");
+    EXPECT_EQ(files_in(folder.path()), 2);
+}
+
+TEST_F(FullDisk, IsFilledOnceThereIsRoom)
+{
+    create_default_policy(file.c_str(), "ppro_root");
+    std::filesystem::remove(folder / "filler");
+    create_default_policy(file.c_str(), "ppro_root");
+    EXPECT_EQ(read_file(file), kEmptyPolicy);
+}
+
+} // namespace
+
+} // namespace tresk::test

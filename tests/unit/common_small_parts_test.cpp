@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The fence at the C edge, record arrays and the two standard reports.
+#include "common/edge.h"
+#include "common/record_array.h"
+#include "common/report.h"
+#include "tests/support/framework_double.h"
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace tresk::test {
+
+namespace {
+
+// --- the fence ---
+
+TEST(AtEdge, GivesTheBodysResultAndLeavesErrno)
+{
+    errno = ENOTTY;
+    EXPECT_EQ(at_edge(-1, [] { return 5; }), 5);
+    EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST(AtEdge, TurnsNoMemoryIntoFailureAndEnomem)
+{
+    errno = 0;
+    EXPECT_EQ(at_edge(-1, []() -> int { throw std::bad_alloc(); }), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(AtEdge, TurnsKindsOfNoMemoryIntoEnomem)
+{
+    errno = 0;
+    EXPECT_EQ(at_edge(-1, []() -> int { throw std::bad_array_new_length(); }), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(AtEdge, TurnsAnyOtherExceptionIntoFailureAndEio)
+{
+    errno = 0;
+    EXPECT_EQ(at_edge(-7, []() -> int { throw std::runtime_error("odd"); }), -7);
+    EXPECT_EQ(errno, EIO);
+    errno = 0;
+    EXPECT_EQ(at_edge(-7, []() -> int { throw 5; }), -7);
+    EXPECT_EQ(errno, EIO);
+}
+
+TEST(AtEdge, GivesAFailingPointer)
+{
+    EXPECT_EQ(at_edge(static_cast<char*>(nullptr), []() -> char* { throw std::bad_alloc(); }), nullptr);
+}
+
+// --- records ---
+
+struct Record {
+    char name[13];
+    std::int32_t number;
+};
+
+TEST(MakeRecord, IsZeroed)
+{
+    const Malloced<Record> record = make_record<Record>();
+    const Record zero = {};
+    EXPECT_EQ(std::memcmp(record.get(), &zero, sizeof(Record)), 0);
+}
+
+TEST(RecordArray, IsNullWhereItIsEmpty)
+{
+    RecordArray<Record> records;
+    EXPECT_EQ(records.size(), 0U);
+    EXPECT_EQ(records.release(), nullptr);
+}
+
+TEST(RecordArray, AppendsZeroedRecords)
+{
+    RecordArray<Record> records;
+    for (int i = 0; i < 5; ++i) {
+        Record& record = records.append();
+        const Record zero = {};
+        EXPECT_EQ(std::memcmp(&record, &zero, sizeof(Record)), 0);
+        std::memset(&record, 0xff, sizeof(Record)); // what is moved must not show up in the next one
+    }
+}
+
+TEST(RecordArray, KeepsTheRecordsWhileItGrows)
+{
+    constexpr int kRecords = 1000;
+    RecordArray<Record> records;
+    for (int i = 0; i < kRecords; ++i) {
+        records.append().number = i;
+    }
+    EXPECT_EQ(records.size(), std::size_t{kRecords});
+    const Malloced<Record> released(records.release());
+    for (int i = 0; i < kRecords; ++i) {
+        EXPECT_EQ(released.get()[i].number, i);
+    }
+}
+
+TEST(RecordArray, FreesWhatNobodyTook) // a leak sanitizer judges
+{
+    RecordArray<Record> records;
+    records.append();
+    EXPECT_EQ(records.size(), 1U);
+}
+
+// A sanitizer's allocator ends the process instead of giving no memory.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST(RecordArray, RunsOutOfMemoryAsAnException)
+{
+    struct Huge {
+        char bytes[std::size_t{1} << 56];
+    };
+
+    RecordArray<Huge> records;
+    EXPECT_THROW(records.append(), std::bad_alloc);
+    EXPECT_EQ(records.size(), 0U);
+}
+
+#endif
+
+// --- reports ---
+
+using Report = FrameworkTest;
+
+TEST_F(Report, SourceKnowsTheLineThatWroteIt)
+{
+    const int line = __LINE__ + 1;
+    log_error("module", "subject", "%d of %s", 3, "them");
+    ASSERT_EQ(framework().logs.size(), 1U);
+    const LogLine& log = framework().logs[0];
+    EXPECT_FALSE(log.old_call);
+    EXPECT_EQ(log.level, 3);
+    EXPECT_EQ(log.subject, "subject");
+    EXPECT_EQ(log.source, "module");
+    EXPECT_EQ(log.line, line);
+    EXPECT_EQ(log.format, "%d of %s");
+    EXPECT_EQ(log.text, "3 of them");
+}
+
+TEST_F(Report, LogHasTheGivenLevelAndNoSubject)
+{
+    log_at(1, "module", nullptr, "text");
+    ASSERT_EQ(framework().logs.size(), 1U);
+    EXPECT_EQ(framework().logs[0].level, 1);
+    EXPECT_EQ(framework().logs[0].subject, std::nullopt);
+}
+
+TEST_F(Report, RecordWithoutAFormatHasNoText)
+{
+    record_error(-1008, nullptr, nullptr);
+    ASSERT_EQ(framework().errors.size(), 1U);
+    EXPECT_EQ(framework().errors[0].code, -1008);
+    EXPECT_EQ(framework().errors[0].subject, std::nullopt);
+    EXPECT_EQ(framework().errors[0].format, std::nullopt);
+    EXPECT_EQ(framework().errors[0].text, std::nullopt);
+}
+
+TEST_F(Report, BadArgumentIsLoggedRecordedAndEinval)
+{
+    errno = 0;
+    report_bad_argument("module", "the_function");
+    EXPECT_EQ(errno, EINVAL);
+    ASSERT_EQ(framework().logs.size(), 1U);
+    EXPECT_EQ(framework().logs[0].level, 3);
+    EXPECT_EQ(framework().logs[0].subject, "the_function");
+    EXPECT_EQ(framework().logs[0].source, "module");
+    EXPECT_EQ(framework().logs[0].text, "Invalid argument");
+    ASSERT_EQ(framework().errors.size(), 1U);
+    EXPECT_EQ(framework().errors[0].code, -1007);
+    EXPECT_EQ(framework().errors[0].subject, "the_function");
+    EXPECT_EQ(framework().errors[0].format, "%s");
+    EXPECT_EQ(framework().errors[0].text, "Invalid argument");
+    EXPECT_EQ(framework().order, (std::vector<std::string>{"log", "error"}));
+}
+
+TEST_F(Report, UnresolvedPathIsToldWithItsCauseAndKeepsErrno)
+{
+    errno = ELOOP;
+    report_unresolved_path("module", "/a/b");
+    EXPECT_EQ(errno, ELOOP);
+    ASSERT_EQ(framework().logs.size(), 1U);
+    EXPECT_EQ(framework().logs[0].level, 3);
+    EXPECT_EQ(framework().logs[0].subject, "/a/b");
+    EXPECT_EQ(framework().logs[0].format, "faile to get absolute path: %s");
+    EXPECT_EQ(framework().logs[0].text, "faile to get absolute path: Too many levels of symbolic links");
+    ASSERT_EQ(framework().errors.size(), 1U);
+    EXPECT_EQ(framework().errors[0].code, -1011);
+    EXPECT_EQ(framework().errors[0].subject, "/a/b");
+    EXPECT_EQ(framework().errors[0].format, "faile to get absolute path: %s");
+    EXPECT_EQ(framework().errors[0].text, "faile to get absolute path: Too many levels of symbolic links");
+    EXPECT_EQ(framework().order, (std::vector<std::string>{"log", "error"}));
+}
+
+TEST_F(Report, UnresolvedPathMayBeNull)
+{
+    errno = EINVAL;
+    report_unresolved_path("module", nullptr);
+    ASSERT_EQ(framework().errors.size(), 1U);
+    EXPECT_EQ(framework().errors[0].subject, std::nullopt);
+    EXPECT_EQ(framework().errors[0].text, "faile to get absolute path: Invalid argument");
+}
+
+} // namespace
+
+} // namespace tresk::test

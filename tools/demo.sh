@@ -1,0 +1,108 @@
+#!/bin/sh
+# SPDX-License-Identifier: LGPL-2.1-or-later
+#
+# A tour of process protection for somebody who has never seen the framework. It runs inside of the sandbox
+# (tresk-sandbox -- tools/demo.sh), with treskctl on the command search path, and ends with a failure as soon
+# as a step does not do what it says.
+set -eu
+
+policy=/etc/tresk/ppro/ppro.xml
+program=$(readlink -f "$(command -v cat)")
+
+fail() {
+    printf 'demo: %s\n' "$1" >&2
+    exit 1
+}
+
+say() {
+    printf '\n# %s\n' "$1"
+}
+
+# Shows a command as it would be typed, then runs it.
+show() {
+    printf '$ %s\n' "$*"
+    "$@"
+}
+
+# The same for a line that needs a shell.
+show_line() {
+    printf '$ %s\n' "$1"
+    eval "$1"
+}
+
+# The same for a command that has to be refused. $1: what its message must hold.
+show_refused() {
+    meaning=$1
+    shift
+    printf '$ %s\n' "$*"
+    if message=$("$@" 2>&1); then
+        fail "this should have been refused: $*"
+    fi
+    printf '%s\n' "$message"
+    case $message in
+    *"$meaning"*) ;;
+    *) fail "the refusal does not say \"$meaning\"" ;;
+    esac
+}
+
+# Fails unless file $1 holds text $2.
+must_hold() {
+    grep -qF -- "$2" "$1" || fail "$1 does not hold \"$2\""
+}
+
+[ -n "${TRESK_STANDIN_STATE:-}" ] || fail "this runs inside of the sandbox: tresk-sandbox -- tools/demo.sh"
+command -v treskctl >/dev/null || fail "treskctl is not on the command search path"
+
+printf '%s\n' "The tresk framework decides which programs of a machine may not be stopped, run or talk to the network." \
+    "treskctl changes its policies through the library. Here everything is a development stand-in:" \
+    "this /etc/tresk, this service and this kernel module are private to the sandbox and protect nothing."
+
+say "Is the framework there, and what state are its modules in?"
+show treskctl status
+
+say "Protect a program of this machine. 1 is the protection type."
+show treskctl ppro add "$program" --type 1
+
+say "The service wrote the policy file ..."
+show cat "$policy"
+must_hold "$policy" "path=\"$program\""
+
+say "... and every client reads it from there."
+show treskctl ppro list
+
+say "Tell the kernel module about the new entry (message type 9, value 1) ..."
+show treskctl notify ppro "$program" --type 9 --value 1
+
+say "... and this is what the kernel's side was told."
+hash=$(treskctl ppro hash "$program" | awk 'NR == 2 { print $1 }')
+must_hold "$TRESK_STANDIN_STATE/kernel.log" "value=1 hash=$hash"
+# shellcheck disable=SC2016 # shown as it is typed; show_line expands it
+show_line 'tail -n 1 "$TRESK_STANDIN_STATE/kernel.log" | grep -oE "(type|value|hash)=[^ ]+"'
+
+say "Change the protection type, and look the program up: programs read JSON."
+show treskctl ppro update "$program" --type 2
+show treskctl ppro show "$program" --json
+must_hold "$policy" "<type>2</type>"
+
+say "Suppose the user is asked for a password, and cancels: the refusal has a name, a number and a meaning."
+printf '%s\n' "tresk_xattr_set_func_status error MERON.TRESK.CANCEL.AUTH The user cancelled." \
+    >"$TRESK_STANDIN_STATE/service-faults"
+show_refused "authorisation cancelled (TRESK_ERROR_CANCELLED, -1002)" treskctl func set ppro off
+rm "$TRESK_STANDIN_STATE/service-faults"
+
+say "With the framework switched off nothing is changed; its log has the reason."
+show treskctl status set off
+show_refused "the service refused" treskctl ppro update "$program" --type 3
+must_hold "$policy" "<type>2</type>"
+# shellcheck disable=SC2016 # shown as it is typed; show_line expands it
+show_line 'grep "text=MERON.TRESK.DISABLED" "$TRESK_STANDIN_LOG"'
+show treskctl status set on
+
+say "End the protection. The policy is empty again."
+show treskctl ppro remove "$program"
+show treskctl ppro list
+if grep -qF "$program" "$policy"; then
+    fail "$policy still names $program"
+fi
+
+say "Every step did what it says. A shell in this sandbox, to try more of it:  ./dev shell"
