@@ -2,6 +2,7 @@
 #include "common/data_path.h"
 
 #include "common/framework.h"
+#include "common/text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -55,7 +56,7 @@ void shorten_data_path(char* path)
         return;
     }
     const char* rest = path + kData.size();
-    const std::size_t length = strnlen(rest, kPathKept);
+    const std::size_t length = cut_to_characters(rest, kPathKept).size();
     std::memmove(path, rest, length);
     path[length] = '\0';
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace tresk {
 
@@ -45,6 +46,14 @@ bool is_plain(const xmlNode* children) noexcept
 std::string_view plain_text(const xmlNode* children) noexcept
 {
     return children == nullptr ? std::string_view("") : view_of(children->content);
+}
+
+/// libxml2 goes on without the pieces of a text that found no memory; errno, cleared before, tells.
+void require_memory()
+{
+    if (errno == ENOMEM) {
+        throw std::bad_alloc();
+    }
 }
 
 } // namespace
@@ -112,11 +121,9 @@ NodeText PolicyTreeReader::attribute_value(const xmlAttr* attribute)
         return std::nullopt;
     }
     errno = 0;
-    xmlChar* text = xmlNodeListGetString(document_, attribute->children, 1);
-    if (text == nullptr && errno == ENOMEM) {
-        throw std::bad_alloc();
-    }
-    return text == nullptr ? NodeText("") : keep(text); // none: entities that are not defined
+    XmlText text(xmlNodeListGetString(document_, attribute->children, 1));
+    require_memory();
+    return text ? keep(std::move(text)) : NodeText(""); // none: entities that are not defined
 }
 
 NodeText PolicyTreeReader::element_text(const xmlNode* element)
@@ -127,18 +134,19 @@ NodeText PolicyTreeReader::element_text(const xmlNode* element)
     if (!affordable(element->children)) {
         return std::nullopt;
     }
-    xmlChar* text = xmlNodeGetContent(element);
-    if (text == nullptr) {
+    errno = 0;
+    XmlText text(xmlNodeGetContent(element));
+    require_memory();
+    if (!text) {
         throw std::bad_alloc();
     }
-    return keep(text);
+    return keep(std::move(text));
 }
 
-NodeText PolicyTreeReader::keep(xmlChar* text)
+NodeText PolicyTreeReader::keep(XmlText text)
 {
-    XmlText owner(text);
-    owned_.push_back(std::move(owner));
-    return view_of(text);
+    owned_.push_back(std::move(text));
+    return view_of(owned_.back().get());
 }
 
 bool PolicyTreeReader::affordable(const xmlNode* first)

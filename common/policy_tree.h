@@ -33,7 +33,7 @@ class PolicyTreeReader {
     void read_children(const xmlNode* element);
     NodeText attribute_value(const xmlAttr* attribute);
     NodeText element_text(const xmlNode* element);
-    NodeText keep(xmlChar* text);
+    NodeText keep(XmlText text);
     bool affordable(const xmlNode* first);
     bool spend_on(const xmlNode* siblings, std::size_t depth);
 

@@ -61,6 +61,9 @@ class ServiceArguments {
         (add(members), ...);
     }
 
+    /// False when a text cannot travel.
+    [[nodiscard]] bool sendable() const noexcept { return sendable_; }
+
     /// The tuple, or null when a text cannot travel.
     [[nodiscard]] Variant tuple() const;
 
