@@ -4,11 +4,8 @@
 // which keeps the policy file, is asked only when the scene agreed. All else goes to the service alone.
 #include "common/data_path.h"
 #include "common/edge.h"
-#include "dbus/service_call.h"
+#include "dbus/policy_edit.h"
 #include "ppro/ppro_policy.h"
-
-#include <cstdio>
-#include <optional>
 
 namespace tresk::ppro {
 
@@ -16,36 +13,12 @@ namespace {
 
 constexpr ServiceObject kService = {"/ppro", "com.meron.tresk.ppro"};
 
-/// What an edit returns that could not ask the service, or got no answer.
-constexpr int kFailed = -1;
+constexpr SceneChange kAdd = {tresk_scene_taskctl_add_by_path, -2, 1,
+                              "tresk scene ppro add failed ret: %d\n"};
+constexpr SceneChange kRemove = {tresk_scene_taskctl_remove_by_path, -3, 0,
+                                 "tresk scene ppro remove failed ret: %d\n"};
 
-/// A change of the scene, with the one code of the scene that is no failure and what the edit then returns.
-struct SceneChange {
-    int (*apply)(const char* path);
-    const char* word;
-    int settled_code;
-    int settled_result;
-};
-
-constexpr SceneChange kAdd = {tresk_scene_taskctl_add_by_path, "add", -2, 1};
-constexpr SceneChange kRemove = {tresk_scene_taskctl_remove_by_path, "remove", -3, 0};
-
-/// The edit's result where the scene decides it; nothing where the service is to be asked.
-std::optional<int> decided_by_scene(const SceneChange* change, const char* path)
-{
-    const int code = change == nullptr ? 0 : change->apply(path);
-    if (code == 0) {
-        return std::nullopt;
-    }
-    if (code == change->settled_code) {
-        return change->settled_result;
-    }
-    std::printf("tresk scene ppro %s failed ret: %d\n", change->word, code);
-    return code;
-}
-
-/// @path in the form in which the list keeps it; null, reported on @caller's behalf, where there is none that
-/// can be sent.
+/// @path in the form in which the list keeps it; null, reported on @caller's behalf, where there is none.
 Malloced<char> listed_path(const Caller& caller, const char* path)
 {
     Malloced<char> listed = absolute_path(path);
@@ -54,28 +27,28 @@ Malloced<char> listed_path(const Caller& caller, const char* path)
         return nullptr;
     }
     shorten_data_path(listed.get());
-    return can_travel(caller, {listed.get()}) ? std::move(listed) : nullptr;
+    return listed;
 }
 
-int ask(const Caller& caller, const char* method, const ServiceArguments& arguments)
+/// One edit: the scene's @change where it has one, then @method, told the path and what @after_path says.
+template <class... Members>
+int edit(const Caller& caller, const char* method, const SceneChange* change, const char* path,
+         Members... after_path)
 {
-    return ask_service(caller, kService, method, arguments).value_or(kFailed);
+    const Malloced<char> listed = listed_path(caller, path);
+    return listed ? make_edit({caller, kService, method, change}, listed.get(),
+                              ServiceArguments(listed.get(), after_path...))
+                  : kEditFailed;
 }
 
-/// One edit: the scene's @change where it has one, then the service's method of @caller's name, told the
-/// path, the @numbers and the source.
+/// An edit for a source, under the name of its method. No path is looked at for a source that cannot be sent.
 template <class... Numbers>
-int edit(const Caller& caller, const SceneChange* change, const char* path, const char* data_source,
-         Numbers... numbers)
+int edit_for_source(const Caller& caller, const SceneChange* change, const char* path,
+                    const char* data_source, Numbers... numbers)
 {
-    const Malloced<char> listed = can_travel(caller, {data_source}) ? listed_path(caller, path) : nullptr;
-    if (!listed) {
-        return kFailed;
-    }
-    if (const std::optional<int> decided = decided_by_scene(change, listed.get())) {
-        return *decided;
-    }
-    return ask(caller, caller.function, ServiceArguments(listed.get(), numbers..., data_source));
+    return can_travel(caller, {data_source})
+               ? edit(caller, caller.function, change, path, numbers..., data_source)
+               : kEditFailed;
 }
 
 } // namespace
@@ -86,22 +59,25 @@ using namespace tresk;
 
 TRESK_EXPORT int tresk_ppro_add_zdk(const char* path, int type, int mode, const char* data_source)
 {
-    return at_edge(ppro::kFailed, [&] {
-        return ppro::edit({ppro::kSource, "tresk_ppro_add_zdk"}, &ppro::kAdd, path, data_source, type, mode);
+    return at_edge(kEditFailed, [&] {
+        return ppro::edit_for_source({ppro::kSource, "tresk_ppro_add_zdk"}, &ppro::kAdd, path, data_source,
+                                     type, mode);
     });
 }
 
 TRESK_EXPORT int tresk_ppro_remove_zdk(const char* path, int mode, const char* data_source)
 {
-    return at_edge(ppro::kFailed, [&] {
-        return ppro::edit({ppro::kSource, "tresk_ppro_remove_zdk"}, &ppro::kRemove, path, data_source, mode);
+    return at_edge(kEditFailed, [&] {
+        return ppro::edit_for_source({ppro::kSource, "tresk_ppro_remove_zdk"}, &ppro::kRemove, path,
+                                     data_source, mode);
     });
 }
 
 TRESK_EXPORT int tresk_ppro_update_zdk(const char* path, int type, int mode, const char* data_source)
 {
-    return at_edge(ppro::kFailed, [&] {
-        return ppro::edit({ppro::kSource, "tresk_ppro_update_zdk"}, nullptr, path, data_source, type, mode);
+    return at_edge(kEditFailed, [&] {
+        return ppro::edit_for_source({ppro::kSource, "tresk_ppro_update_zdk"}, nullptr, path, data_source,
+                                     type, mode);
     });
 }
 
@@ -137,28 +113,25 @@ TRESK_EXPORT int tresk_ppro_update_sm(const char* path, int type)
 
 TRESK_EXPORT int tresk_ppro_remove_internal(const char* path, int mode)
 {
-    return at_edge(ppro::kFailed, [&] {
-        const Caller caller{ppro::kSource, "tresk_ppro_remove_internal"};
-        const Malloced<char> listed = ppro::listed_path(caller, path);
+    return at_edge(kEditFailed, [&] {
         const char* method = mode != 0 ? "tresk_ppro_remove_sm" : "tresk_ppro_remove";
-        return listed ? ppro::ask(caller, method, ServiceArguments(listed.get())) : ppro::kFailed;
+        return ppro::edit({ppro::kSource, "tresk_ppro_remove_internal"}, method, nullptr, path);
     });
 }
 
 TRESK_EXPORT int tresk_ppro_update_internal(const char* path, int type, int mode)
 {
-    return at_edge(ppro::kFailed, [&] {
-        const Caller caller{ppro::kSource, "tresk_ppro_update_internal"};
-        const Malloced<char> listed = ppro::listed_path(caller, path);
+    return at_edge(kEditFailed, [&] {
         const char* method = mode != 0 ? "tresk_ppro_update_sm" : "tresk_ppro_update";
-        return listed ? ppro::ask(caller, method, ServiceArguments(listed.get(), type)) : ppro::kFailed;
+        return ppro::edit({ppro::kSource, "tresk_ppro_update_internal"}, method, nullptr, path, type);
     });
 }
 
 TRESK_EXPORT int tresk_get_pid_by_path(const char* path)
 {
-    return at_edge(ppro::kFailed, [&] {
+    return at_edge(kEditFailed, [&] {
         const Caller caller{ppro::kSource, "tresk_get_pid_by_path"};
-        return ppro::ask(caller, caller.function, ServiceArguments(path));
+        return ask_service(caller, ppro::kService, caller.function, ServiceArguments(path))
+            .value_or(kEditFailed);
     });
 }

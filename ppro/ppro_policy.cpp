@@ -2,10 +2,10 @@
 #include "ppro/ppro_policy.h"
 
 #include "common/default_policy.h"
+#include "common/policy_qualifier.h"
 #include "common/record_array.h"
 #include "common/text.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -19,28 +19,6 @@ static_assert(offsetof(ppro_node_info, type) == 4164);
 namespace {
 
 constexpr std::string_view kPath = "path";
-
-/// An optional attribute. One that is there and cannot be read is not absent: it matches nothing, so that an
-/// entry is not shown to those from whom it may have been hidden.
-class Qualifier {
-  public:
-    Qualifier(const PolicyNode& node, std::string_view name)
-        : absent_(std::none_of(node.attributes.begin(), node.attributes.end(),
-                               [name](const PolicyAttribute& one) { return one.name == name; })),
-          text_(node.attribute(name))
-    {
-    }
-
-    [[nodiscard]] bool absent() const noexcept { return absent_; }
-
-    [[nodiscard]] bool equals(std::string_view wanted) const noexcept { return text_ == wanted; }
-
-    [[nodiscard]] bool is_number(std::int32_t wanted) const { return text_ && to_int32(*text_) == wanted; }
-
-  private:
-    bool absent_;
-    NodeText text_;
-};
 
 Qualifier owner_of(const PolicyNode& node)
 {
