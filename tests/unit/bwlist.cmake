@@ -1,0 +1,20 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# Package lists: the look-ups in "/etc/tresk/bwlist".
+tresk_add_tests(NAME unit_bwlist_files
+  SOURCES
+    ${CMAKE_CURRENT_LIST_DIR}/bwlist_files.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/bwlist_lookups_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/bwlist_verdict_test.cpp
+  LIBRARIES tresk_extend_objects framework_double test_support
+  SANDBOX --no-bus --no-kernel)
+
+# Memory that runs out, in the place of the C library's: no sanitizer can stand there as well.
+if(NOT TRESK_SANITIZE)
+  tresk_add_tests(NAME unit_bwlist_memory
+    SOURCES
+      ${CMAKE_CURRENT_LIST_DIR}/bwlist_files.cpp
+      ${CMAKE_CURRENT_LIST_DIR}/bwlist_memory_test.cpp
+      ${CMAKE_CURRENT_LIST_DIR}/ppro_failing_memory.cpp
+    LIBRARIES tresk_extend_objects framework_double test_support
+    SANDBOX --no-bus --no-kernel)
+endif()
