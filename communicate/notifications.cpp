@@ -9,7 +9,9 @@
 #include "communicate/version_gate.h"
 #include "tresk_extend.h"
 
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 namespace tresk {
 
@@ -18,13 +20,23 @@ namespace {
 constexpr int kKernelTooOld = -2;
 constexpr int kOrdinaryMode = 0;
 constexpr int kSmMode = 1;
+constexpr int kUsualSourceType = 1;
 constexpr char kNoSource[] = "";
+/// The most bytes of a hash that is sent as it is.
+constexpr std::size_t kBareHashBytes = 65;
 
 constexpr SharedHashGuard kPproGuard = {
     .guarded_type = 10,
     .exists = entry_exists<tresk_ppro_read_node_with_hash_zdk>,
     .count = tresk_ppro_get_same_node_by_hash,
     .count_failure = "ppro get same node count by hash failed!, hash=%s\n",
+};
+
+constexpr SharedHashGuard kPblkGuard = {
+    .guarded_type = 20,
+    .exists = entry_exists<tresk_pblk_read_node_with_hash_zdk>,
+    .count = tresk_pblk_get_same_node_by_hash,
+    .count_failure = "pblk get same node count by path hash!\n",
 };
 
 /// An ordinary caller's success: it may not know more about the "sm" side's entries.
@@ -41,9 +53,47 @@ int send_hash(std::uint32_t type, const char* hash, std::uint32_t value)
                                          static_cast<int>(payload.size()));
 }
 
+int send_bare_hash(std::uint32_t type, const char* hash)
+{
+    return tresk_communicate_with_kernel(static_cast<int>(type), hash,
+                                         static_cast<int>(::strnlen(hash, kBareHashBytes)));
+}
+
+/// What @send gives where the guard lets the message through.
+template <class Send>
+int send_if(Verdict verdict, Send send)
+{
+    if (verdict == Verdict::send) {
+        return send();
+    }
+    return verdict == Verdict::failed ? -1 : 0;
+}
+
 int notify_hash(std::uint32_t type, const char* hash, std::uint32_t value)
 {
     return hash == nullptr ? -1 : send_hash(type, hash, value);
+}
+
+int notify_netctl(std::uint32_t type, const char* hash, std::uint32_t value)
+{
+    if (hash == nullptr) {
+        return -1;
+    }
+    return passes(kNetctlVersionGate, "tresk_netctl_communicate_with_kernel") ? send_hash(type, hash, value)
+                                                                              : kKernelTooOld;
+}
+
+int notify_pblk(std::uint32_t type, const HashedEntry& entry)
+{
+    constexpr char function[] = "tresk_pblk_communicate_with_kernel_zdk";
+    if (entry.hash == nullptr) {
+        return -1;
+    }
+    if (!passes(kPblkVersionGate, function)) {
+        return kKernelTooOld;
+    }
+    return send_if(ask_guard(kPblkGuard, type, function, entry),
+                   [&] { return send_bare_hash(type, entry.hash); });
 }
 
 int notify_ppro(std::uint32_t type, const HashedEntry& entry, std::uint32_t value)
@@ -58,11 +108,8 @@ int notify_ppro(std::uint32_t type, const HashedEntry& entry, std::uint32_t valu
     if (!passes(kPproVersionGate, function)) {
         return kKernelTooOld;
     }
-    const Verdict verdict = ask_guard(kPproGuard, type, function, entry);
-    if (verdict == Verdict::send) {
-        return send_hash(type, entry.hash, value);
-    }
-    return verdict == Verdict::failed ? -1 : 0;
+    return send_if(ask_guard(kPproGuard, type, function, entry),
+                   [&] { return send_hash(type, entry.hash, value); });
 }
 
 } // namespace
@@ -74,6 +121,22 @@ using namespace tresk;
 TRESK_EXPORT int tresk_hash_communicate_with_kernel(uint32_t type, const char* hash, uint32_t value)
 {
     return at_edge(-1, [&] { return notify_hash(type, hash, value); });
+}
+
+TRESK_EXPORT int tresk_netctl_communicate_with_kernel(uint32_t type, const char* hash, uint32_t value)
+{
+    return at_edge(-1, [&] { return notify_netctl(type, hash, value); });
+}
+
+TRESK_EXPORT int tresk_pblk_communicate_with_kernel_zdk(uint32_t type, const char* hash, int mode,
+                                                        const char* data_source)
+{
+    return at_edge(-1, [&] { return notify_pblk(type, {hash, mode, data_source}); });
+}
+
+TRESK_EXPORT int tresk_pblk_communicate_with_kernel(uint32_t type, const char* hash)
+{
+    return tresk_pblk_communicate_with_kernel_zdk(type, hash, kUsualSourceType, kNoSource);
 }
 
 TRESK_EXPORT int tresk_ppro_communicate_with_kernel_zdk(uint32_t type, const char* hash, uint32_t value,

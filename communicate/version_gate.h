@@ -12,8 +12,12 @@ struct VersionGate {
     const char* refusal; ///< log text
 };
 
+inline constexpr VersionGate kNetctlVersionGate = {
+    2, "current kernel version not support netctl function, please update kernel version\n"};
 inline constexpr VersionGate kPproVersionGate = {
     6, "current kernel version not support ppro function, please update kernel version\n"};
+inline constexpr VersionGate kPblkVersionGate = {
+    8, "current kernel version not support pblk function, please update kernel version\n"};
 
 /// Whether the leading number of a version text is below 4.2. It is a number and no list of counters: 4.10 is
 /// below, and a text without a number counts as 0.
