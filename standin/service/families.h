@@ -20,6 +20,16 @@ std::span<const Method> netflow_methods();
 // ppro.cpp
 std::span<const Method> ppro_methods();
 
+// netctl.cpp, netctl_pkg.cpp
+std::span<const Method> netctl_methods();
+std::span<const Method> netctl_pkg_methods();
+
+// pblk.cpp
+std::span<const Method> pblk_methods();
+
+// bwlist.cpp
+std::span<const Method> bwlist_methods();
+
 } // namespace tresk::service
 
 #endif

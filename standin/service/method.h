@@ -7,6 +7,7 @@
 
 #include "standin/service/glib_handles.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <span>
 #include <stdexcept>
@@ -75,6 +76,13 @@ inline int integer_at(GVariant* arguments, gsize index)
 {
     const Variant member(g_variant_get_child_value(arguments, index));
     return g_variant_get_int32(member.get());
+}
+
+/// The unsigned 32-bit member @index of an argument tuple.
+inline std::uint32_t unsigned_at(GVariant* arguments, gsize index)
+{
+    const Variant member(g_variant_get_child_value(arguments, index));
+    return g_variant_get_uint32(member.get());
 }
 
 /// The string member @index of an argument tuple.

@@ -116,7 +116,7 @@ bool begins_with_attribute(const xmlNode* element, const char* name)
     return element->properties != nullptr && xmlStrcmp(element->properties->name, xml(name)) == 0;
 }
 
-xmlNode* add_element(xmlNode* parent, const char* name, const Attributes& attributes)
+xmlNode* add_element(xmlNode* parent, const char* name, const NamedTexts& attributes)
 {
     xmlNode* element = made(xmlNewChild(parent, nullptr, xml(name), nullptr));
     for (const auto& [key, value] : attributes) {
@@ -127,7 +127,7 @@ xmlNode* add_element(xmlNode* parent, const char* name, const Attributes& attrib
 
 void add_text_element(xmlNode* parent, const char* name, const std::string& text)
 {
-    made(xmlNewTextChild(parent, nullptr, xml(name), xml(text.c_str())));
+    made(xmlNewTextChild(parent, nullptr, xml(name), text.empty() ? nullptr : xml(text.c_str())));
 }
 
 void set_text_element(xmlNode* parent, const char* name, const std::string& text)
@@ -140,6 +140,29 @@ void set_text_element(xmlNode* parent, const char* name, const std::string& text
     if (elements.empty()) {
         add_text_element(parent, name, text);
     }
+}
+
+void set_text_elements(xmlNode* parent, const NamedTexts& texts)
+{
+    for (const auto& [name, text] : texts) {
+        set_text_element(parent, name, text);
+    }
+}
+
+void set_first_attribute(xmlNode* element, const char* name, const std::string& text)
+{
+    xmlAttr* attribute = made(xmlSetProp(element, xml(name), xml(text.c_str())));
+    if (attribute->prev == nullptr) {
+        return;
+    }
+    attribute->prev->next = attribute->next;
+    if (attribute->next != nullptr) {
+        attribute->next->prev = attribute->prev;
+    }
+    attribute->prev = nullptr;
+    attribute->next = element->properties;
+    element->properties->prev = attribute;
+    element->properties = attribute;
 }
 
 void remove_element(xmlNode* element)

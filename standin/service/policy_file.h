@@ -20,7 +20,8 @@ struct FreeDocument {
     void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
 };
 
-using Attributes = std::vector<std::pair<const char*, std::string>>;
+/// Texts under the names of attributes or of elements, in the order of the document.
+using NamedTexts = std::vector<std::pair<const char*, std::string>>;
 
 class PolicyFile {
   public:
@@ -48,13 +49,19 @@ std::optional<std::string> attribute_of(const xmlNode* element, const char* name
 bool begins_with_attribute(const xmlNode* element, const char* name);
 
 /// Adds an element after the parent's last child, with the attributes in the order given.
-xmlNode* add_element(xmlNode* parent, const char* name, const Attributes& attributes);
+xmlNode* add_element(xmlNode* parent, const char* name, const NamedTexts& attributes);
 
-/// Adds an element that holds only text.
+/// Adds an element that holds only text; for an empty text an element without content.
 void add_text_element(xmlNode* parent, const char* name, const std::string& text);
 
 /// Gives every child element of that name the text; adds one when there is none.
 void set_text_element(xmlNode* parent, const char* name, const std::string& text);
+
+/// set_text_element() of each text.
+void set_text_elements(xmlNode* parent, const NamedTexts& texts);
+
+/// Gives the attribute the text and the first place among the element's attributes.
+void set_first_attribute(xmlNode* element, const char* name, const std::string& text);
 
 /// Takes the element out of its document and destroys it.
 void remove_element(xmlNode* element);

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "standin/service/policy_path.h"
 
-#include "standin/service/method.h"
+#include "standin/service/argument_check.h"
 
 #include <glib.h>
 #include <libxml/parserInternals.h>
-#include <openssl/evp.h>
 
 #include <array>
-#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -16,7 +14,7 @@ namespace tresk::service {
 
 namespace {
 
-constexpr std::size_t kPathLimitBytes = 4096;
+constexpr std::size_t kTextLimitBytes = 4096;
 constexpr std::string_view kDataFolder = "/data";
 constexpr std::array<std::string_view, 2> kBoundFolders{"/home", "/root"};
 
@@ -40,13 +38,6 @@ bool is_storable(const std::string& text)
     return true;
 }
 
-void require_path(bool condition, const char* complaint)
-{
-    if (!condition) {
-        throw Refusal(error_name::kInvalidArgument, complaint);
-    }
-}
-
 } // namespace
 
 std::string lookup_form(const std::string& path, const std::filesystem::path& root)
@@ -59,36 +50,30 @@ std::string lookup_form(const std::string& path, const std::filesystem::path& ro
     return path;
 }
 
+void require_path(const std::string& path)
+{
+    require(path.starts_with('/'), "the path is not absolute");
+    require(path.size() < kTextLimitBytes, "the path is too long");
+    require_storable(path);
+}
+
 std::string policy_path(const std::string& path)
 {
-    require_path(path.starts_with('/'), "the path is not absolute");
-    require_path(path.size() < kPathLimitBytes, "the path is too long");
-    require_storable(path);
+    require_path(path);
     std::string form = lookup_form(path);
-    require_path(form.size() < kPathLimitBytes, "the path is too long");
+    require(form.size() < kTextLimitBytes, "the path is too long");
     return form;
 }
 
 void require_storable(const std::string& text)
 {
-    if (!is_storable(text)) {
-        throw Refusal(error_name::kInvalidArgument, "a text holds characters that a policy cannot hold");
-    }
+    require(is_storable(text), "a text holds characters that a policy cannot hold");
 }
 
-std::string path_hash(const std::string& path)
+void require_field(const std::string& text)
 {
-    std::array<unsigned char, 32> digest{};
-    if (EVP_Digest(path.data(), path.size(), digest.data(), nullptr, EVP_sha256(), nullptr) != 1) {
-        throw std::bad_alloc();
-    }
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : digest) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 0xFU];
-    }
-    return text;
+    require(text.size() < kTextLimitBytes, "a text is too long");
+    require_storable(text);
 }
 
 } // namespace tresk::service

@@ -18,15 +18,19 @@ namespace tresk::service {
 /// The form of @path that lookups use, on the machine whose root folder is @root ("/" but in tests).
 std::string lookup_form(const std::string& path, const std::filesystem::path& root = "/");
 
-/// lookup_form() of a path from a caller. Refuses what no policy can hold: an empty or relative path, one of
-/// 4096 bytes or more in either form, and characters that XML has no way to write.
+/// Refuses a path that no policy can hold: one that is empty or relative, of 4096 bytes or more, or with
+/// characters that XML has no way to write.
+void require_path(const std::string& path);
+
+/// lookup_form() of a path from a caller. Refuses what require_path() refuses, of either form.
 std::string policy_path(const std::string& path);
 
 /// Refuses a text that holds characters which XML has no way to write.
 void require_storable(const std::string& text);
 
-/// The key of a path in a policy: the SHA-256 of its text as 64 lowercase hexadecimal digits.
-std::string path_hash(const std::string& path);
+/// Refuses a text that does not fit a reader's field: what require_storable() refuses, and 4096 bytes or
+/// more.
+void require_field(const std::string& text);
 
 } // namespace tresk::service
 

@@ -10,13 +10,13 @@
 //
 // The path stands first among the attributes and the hash first among the children: readers overlook other
 // nodes. An entry is named by its path and its data source; sm_status tells who owns it and does not change.
+#include "standin/service/argument_check.h"
+#include "standin/service/digest.h"
 #include "standin/service/families.h"
-#include "standin/service/number_table.h"
-#include "standin/service/policy_file.h"
+#include "standin/service/policy_edit.h"
 #include "standin/service/policy_path.h"
 #include "standin/service/process_lookup.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 
@@ -35,18 +35,9 @@ struct Request {
 
 Request request(GVariant* arguments, int mode, const std::string& data_source)
 {
-    if (mode != kOrdinary && mode != kSmSide) {
-        throw Refusal(error_name::kInvalidArgument, "the mode is neither 0 nor 1");
-    }
+    require(mode == kOrdinary || mode == kSmSide, "the mode is neither 0 nor 1");
     require_storable(data_source);
     return {policy_path(text_at(arguments, 0)), mode, data_source};
-}
-
-void require_enabled(const Folders& folders)
-{
-    if (read_number(folders.state / "status", 1) == 0) {
-        throw Refusal(error_name::kDisabled, "tresk is disabled.");
-    }
 }
 
 bool is_sm_owned(const xmlNode* node)
@@ -75,39 +66,29 @@ std::vector<xmlNode*> entries(const PolicyFile& policy, const Request& wanted)
     return nodes;
 }
 
-PolicyFile open_policy(const Folders& folders)
+PolicyFile open_ppro(const Folders& folders)
 {
-    require_enabled(folders);
-    return {folders.etc / "ppro" / "ppro.xml", "ppro_root"};
+    return open_policy(folders, "ppro/ppro.xml", "ppro_root");
 }
 
 Variant add(const Folders& folders, const Request& wanted, int type)
 {
-    const PolicyFile policy = open_policy(folders);
-    if (!entries(policy, wanted).empty()) {
-        return number(kPresentAlready);
-    }
-    xmlNode* node = add_element(policy.root(), "ppro_node",
-                                {{"path", wanted.path},
-                                 {"sm_status", std::to_string(wanted.mode)},
-                                 {"data_source_name", wanted.data_source}});
-    add_text_element(node, "hash", path_hash(wanted.path));
-    add_text_element(node, "type", std::to_string(type));
-    policy.save();
-    return number(kDone);
+    const PolicyFile policy = open_ppro(folders);
+    return add_unless_present(policy, entries(policy, wanted), [&] {
+        xmlNode* node = add_element(policy.root(), "ppro_node",
+                                    {{"path", wanted.path},
+                                     {"sm_status", std::to_string(wanted.mode)},
+                                     {"data_source_name", wanted.data_source}});
+        add_text_element(node, "hash", sha256_of(wanted.path));
+        add_text_element(node, "type", std::to_string(type));
+    });
 }
 
 template <class Change>
 Variant change(const Folders& folders, const Request& wanted, Change change_node)
 {
-    const PolicyFile policy = open_policy(folders);
-    const std::vector<xmlNode*> nodes = entries(policy, wanted);
-    if (nodes.empty()) {
-        return number(kNotPresent);
-    }
-    std::ranges::for_each(nodes, change_node);
-    policy.save();
-    return number(kDone);
+    const PolicyFile policy = open_ppro(folders);
+    return change_each(policy, entries(policy, wanted), change_node);
 }
 
 Variant remove(const Folders& folders, const Request& wanted)

@@ -7,6 +7,7 @@
 // now and a value after the next reboot. The plain setters change both, the "Reboot" setters take a last
 // argument that tells whether the change waits for the reboot (1) or not (0). The defender is the security
 // status together with the state of module 3.
+#include "standin/service/argument_check.h"
 #include "standin/service/atomic_file.h"
 #include "standin/service/families.h"
 #include "standin/service/number_table.h"
@@ -28,20 +29,6 @@ constexpr const char* kModulesNow = "modules_current";
 constexpr const char* kModulesNext = "modules_after_reboot";
 constexpr const char* kSecurityNow = "security_current";
 constexpr const char* kSecurityNext = "security_after_reboot";
-
-void require(bool condition, const std::string& complaint)
-{
-    if (!condition) {
-        throw Refusal(error_name::kInvalidArgument, complaint);
-    }
-}
-
-int require_within(int value, int last, const char* what)
-{
-    require(value >= 0 && value <= last, std::string(what) + " is out of range (0 to " +
-                                             std::to_string(last) + "): " + std::to_string(value));
-    return value;
-}
 
 // --- the framework and its functions ---
 

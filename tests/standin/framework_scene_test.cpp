@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -25,21 +26,71 @@ std::vector<std::string> listed(const char* policy)
     return copy;
 }
 
-TEST_F(FrameworkSceneStore, AddsAPathOnce)
+/// The public functions of one policy, and its file.
+struct ScenePolicy {
+    const char* name;
+    int (*add)(const char* text);
+    int (*remove)(const char* text);
+    const char* file;
+};
+
+constexpr std::array POLICIES{
+    ScenePolicy{"taskctl_by_path", tresk_scene_taskctl_add_by_path, tresk_scene_taskctl_remove_by_path,
+                "scene/taskctl"},
+    ScenePolicy{"netctl_by_path", tresk_scene_netctl_add_by_path, tresk_scene_netctl_remove_by_path,
+                "scene/netctl"},
+    ScenePolicy{"netctl_by_package", tresk_scene_netctl_add_by_package, tresk_scene_netctl_remove_by_package,
+                "scene/netctl_pkg"},
+    ScenePolicy{"pblkctl_by_path", tresk_scene_pblkctl_add_by_path, tresk_scene_pblkctl_remove_by_path,
+                "scene/pblkctl"},
+};
+
+class FrameworkScenePolicy : public FrameworkSceneStore, public ::testing::WithParamInterface<ScenePolicy> {};
+
+TEST_P(FrameworkScenePolicy, AddsATextOnce)
 {
-    EXPECT_EQ(tresk_scene_taskctl_add_by_path("/usr/bin/a"), 0);
-    EXPECT_EQ(tresk_scene_taskctl_add_by_path("/usr/bin/a"), -2);
-    EXPECT_EQ(read("scene/taskctl"), "/usr/bin/a\n");
+    EXPECT_EQ(GetParam().add("/usr/bin/a"), 0);
+    EXPECT_EQ(GetParam().add("/usr/bin/a"), -2);
+    EXPECT_EQ(read(GetParam().file), "/usr/bin/a\n");
 }
 
-TEST_F(FrameworkSceneStore, RemovesAPathOnce)
+TEST_P(FrameworkScenePolicy, RemovesATextOnce)
 {
-    ASSERT_EQ(tresk_scene_taskctl_add_by_path("/usr/bin/a"), 0);
-    ASSERT_EQ(tresk_scene_taskctl_add_by_path("/usr/bin/b"), 0);
-    EXPECT_EQ(tresk_scene_taskctl_remove_by_path("/usr/bin/a"), 0);
-    EXPECT_EQ(tresk_scene_taskctl_remove_by_path("/usr/bin/a"), -3);
-    EXPECT_EQ(read("scene/taskctl"), "/usr/bin/b\n");
+    ASSERT_EQ(GetParam().add("/usr/bin/a"), 0);
+    ASSERT_EQ(GetParam().add("/usr/bin/b"), 0);
+    EXPECT_EQ(GetParam().remove("/usr/bin/a"), 0);
+    EXPECT_EQ(GetParam().remove("/usr/bin/a"), -3);
+    EXPECT_EQ(read(GetParam().file), "/usr/bin/b\n");
 }
+
+TEST_P(FrameworkScenePolicy, RefusesNull)
+{
+    EXPECT_EQ(GetParam().add(nullptr), -1);
+    EXPECT_EQ(GetParam().remove(nullptr), -1);
+}
+
+TEST_P(FrameworkScenePolicy, IsKeptApartFromTheOthers)
+{
+    ASSERT_EQ(GetParam().add("a"), 0);
+    const auto holding = std::ranges::count_if(
+        POLICIES, [this](const ScenePolicy& policy) { return read(policy.file) == "a\n"; });
+    EXPECT_EQ(holding, 1);
+}
+
+TEST_P(FrameworkScenePolicy, AnswersTheCodesOfFaultsUnderItsFunctionsNames)
+{
+    const std::string name = GetParam().name;
+    const std::string family = name.substr(0, name.find('_'));
+    const std::string object = name.substr(name.find('_'));
+    write("scene-faults", "tresk_scene_" + family + "_add" + object + " -9\ntresk_scene_" + family +
+                              "_remove" + object + " -8\n");
+    EXPECT_EQ(GetParam().add("a"), -9);
+    EXPECT_EQ(GetParam().remove("a"), -8);
+    EXPECT_EQ(read(GetParam().file), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FrameworkScenePolicy, ::testing::ValuesIn(POLICIES),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(FrameworkSceneStore, KeepsTextsWithLineFeedsAndBackslashesApart)
 {
@@ -53,12 +104,6 @@ TEST_F(FrameworkSceneStore, KeepsPoliciesApart)
     ASSERT_EQ(tresk_standin_scene_add("f", "one", "a"), 0);
     EXPECT_EQ(tresk_standin_scene_remove("f", "two", "a"), -3);
     EXPECT_TRUE(listed("two").empty());
-}
-
-TEST_F(FrameworkSceneStore, RefusesNull)
-{
-    EXPECT_EQ(tresk_scene_taskctl_add_by_path(nullptr), -1);
-    EXPECT_EQ(tresk_scene_taskctl_remove_by_path(nullptr), -1);
 }
 
 TEST_F(FrameworkSceneStore, FailsWithoutAStateDirectory)

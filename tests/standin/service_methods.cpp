@@ -20,6 +20,9 @@ struct Expected {
 };
 
 constexpr char kNode[] = "('/usr/bin/app', 2, 0, '')";
+constexpr char kProgram[] = "(uint32 5, '/usr/bin/app', 1, 'App', 'app.png', 0)";
+constexpr char kExtProgram[] = "(uint32 5, '/usr/bin/app', 1, 'App', 'app.png', 'app.desktop', 0)";
+constexpr char kPackage[] = "(uint32 5, 'pkg', 1, 'app.png', 'app.desktop', 0)";
 
 constexpr std::array kExpected{
     Expected{"xattr", "tresk_xattr_set_status", "i", "(1,)", "(0,)"},
@@ -48,6 +51,24 @@ constexpr std::array kExpected{
     Expected{"ppro", "tresk_ppro_update", "si", "('/usr/bin/app', 1)", "(-3,)"},
     Expected{"ppro", "tresk_ppro_update_sm", "si", "('/usr/bin/app', 1)", "(-3,)"},
     Expected{"ppro", "tresk_get_pid_by_path", "s", "('/no/such/program',)", "(-1,)"},
+    Expected{"netctl", "tresk_netctl_add", "usissi", kProgram, "(0,)"},
+    Expected{"netctl", "tresk_netctl_ext_add", "usisssi", kExtProgram, "(0,)"},
+    Expected{"netctl", "tresk_netctl_remove", "us", "(uint32 5, '/usr/bin/app')", "(-3,)"},
+    Expected{"netctl", "tresk_netctl_update", "usissi", kProgram, "(-3,)"},
+    Expected{"netctl", "tresk_netctl_ext_update", "usisssi", kExtProgram, "(-3,)"},
+    Expected{"netctl", "tresk_netctl_set_user_distinguish", "u", "(uint32 1,)", "(0,)"},
+    Expected{"netctl", "tresk_netctl_pkg_add", "usissi", kPackage, "(0,)"},
+    Expected{"netctl", "tresk_netctl_pkg_remove", "us", "(uint32 5, 'pkg')", "(-3,)"},
+    Expected{"netctl", "tresk_netctl_pkg_update", "usissi", kPackage, "(-3,)"},
+    Expected{"netctl", "tresk_netctl_pkg_path_update", "ussissi",
+             "(uint32 5, 'pkg', '/usr/bin/app', 1, '', '', 0)", "(-3,)"},
+    Expected{"pblk", "tresk_pblk_add_zdk", "sis", "('/usr/bin/app', 1, '')", "(0,)"},
+    Expected{"pblk", "tresk_pblk_remove_zdk", "sis", "('/usr/bin/app', 1, '')", "(-3,)"},
+    Expected{"bwlist", "tresk_bwlist_add_zdk", "ssis", "('white', 'pkg', 1, '')", "(0,)"},
+    Expected{"bwlist", "tresk_bwlist_del_zdk", "ssis", "('white', 'pkg', 1, '')", "(-3,)"},
+    Expected{"bwlist", "tresk_bwlist_get_root_distinguish_zdk", "is", "(1, '')", "(0,)"},
+    Expected{"bwlist", "tresk_bwlist_set_root_distinguish_zdk", "iis", "(1, 1, '')", "(0,)"},
+    Expected{"bwlist", "tresk_bwlist_clear_policy_zdk", "is", "(1, '')", "(0,)"},
 };
 
 class ServiceMethod : public ServiceScene, public ::testing::WithParamInterface<Expected> {};
@@ -137,7 +158,9 @@ TEST_P(ServiceObject, IsIntrospectedAsItsTableSays)
     EXPECT_EQ(introspected_signatures(client.get(), GetParam()), expected_signatures(GetParam()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, ServiceObject, ::testing::Values("xattr", "conf", "module", "netflow", "ppro"),
+INSTANTIATE_TEST_SUITE_P(Each, ServiceObject,
+                         ::testing::Values("xattr", "conf", "module", "netflow", "ppro", "netctl", "pblk",
+                                           "bwlist"),
                          [](const auto& row) { return std::string(row.param); });
 
 TEST_F(ServiceScene, UnknownMethodIsRefused)

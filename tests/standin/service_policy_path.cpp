@@ -53,17 +53,26 @@ TEST_F(PolicyPath, InTheDataFormStaysAsItIs)
     EXPECT_EQ(lookup_form("/data/home/u/app", root), "/data/home/u/app");
 }
 
-TEST(PolicyHash, IsTheSha256OfTheText)
-{
-    EXPECT_EQ(service::path_hash(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(service::path_hash("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-}
-
 TEST(PolicyText, WithoutAFormInXmlIsRefused)
 {
     EXPECT_THROW(service::require_storable("a\x01"), service::Refusal);
     EXPECT_THROW(service::require_storable("\xEF\xBF\xBF"), service::Refusal);
     EXPECT_NO_THROW(service::require_storable("tab\t line\n \xC3\xBC \xF0\x9F\x90\xA7"));
+}
+
+TEST(PolicyText, OfAFieldHasUpTo4095Bytes)
+{
+    EXPECT_NO_THROW(service::require_field(std::string(4095, 'a')));
+    EXPECT_THROW(service::require_field(std::string(4096, 'a')), service::Refusal);
+    EXPECT_THROW(service::require_field("\x02"), service::Refusal);
+}
+
+TEST(PolicyText, OfAPathIsAbsoluteAndHasUpTo4095Bytes)
+{
+    EXPECT_NO_THROW(service::require_path("/" + std::string(4094, 'a')));
+    EXPECT_THROW(service::require_path("/" + std::string(4095, 'a')), service::Refusal);
+    EXPECT_THROW(service::require_path(""), service::Refusal);
+    EXPECT_THROW(service::require_path("a"), service::Refusal);
 }
 
 } // namespace tresk::test

@@ -10,12 +10,6 @@ namespace tresk::test {
 
 namespace {
 
-constexpr char kInvalid[] = "MERON.TRESK.INVALID.ARG";
-constexpr char kBroken[] = "MERON.TRESK.DATABASE.ERR";
-constexpr char kHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-/// The SHA-256 of "/usr/bin/app".
-constexpr char kAppHash[] = "c088972b8fb0ed477fe0058dba47bff2e310b150fa18db2845e3220189e552df";
-
 Outcome no_permission()
 {
     return refused("MERON.TRESK.AUTH.FAILED", "no permission to change sm data.");
@@ -23,13 +17,13 @@ Outcome no_permission()
 
 std::string document(const std::string& nodes)
 {
-    return kHead + ("<ppro_root>" + nodes) + "</ppro_root>\n";
+    return kXmlHead + ("<ppro_root>" + nodes) + "</ppro_root>\n";
 }
 
 std::string app_node(int type, int sm_status, const std::string& source)
 {
     return R"(<ppro_node path="/usr/bin/app" sm_status=")" + std::to_string(sm_status) +
-           R"(" data_source_name=")" + source + R"("><hash>)" + kAppHash + "</hash><type>" +
+           R"(" data_source_name=")" + source + R"("><hash>)" + kAppSha256 + "</hash><type>" +
            std::to_string(type) + "</type></ppro_node>";
 }
 
@@ -58,7 +52,7 @@ TEST_F(ServicePpro, AddAppendsAndEscapes)
     add("('/usr/bin/app', 3, 1, 'src')");
     add(R"(('/opt/"a"<&>\n', -7, 0, 'x&y'))");
     const std::string content = text_of(policy);
-    EXPECT_EQ(content.find(app_node(3, 1, "src")), std::string(kHead).size() + 11);
+    EXPECT_EQ(content.find(app_node(3, 1, "src")), std::string(kXmlHead).size() + 11);
     EXPECT_NE(content.find(R"(<ppro_node path="/opt/&quot;a&quot;&lt;&amp;&gt;&#10;" sm_status="0" )"
                            R"(data_source_name="x&amp;y"><hash>)"),
               std::string::npos);
@@ -105,7 +99,7 @@ TEST_F(ServicePpro, RemoveLeavesAnEmptyRoot)
 {
     add("('/usr/bin/app', 3, 0, 'src')");
     EXPECT_EQ(ppro("tresk_ppro_remove_zdk", "('/usr/bin/app', 0, 'src')"), replied("(0,)"));
-    EXPECT_EQ(text_of(policy), std::string(kHead) + "<ppro_root/>\n");
+    EXPECT_EQ(text_of(policy), std::string(kXmlHead) + "<ppro_root/>\n");
 }
 
 TEST_F(ServicePpro, OlderFormsWorkOnTheEmptySource)
@@ -116,7 +110,7 @@ TEST_F(ServicePpro, OlderFormsWorkOnTheEmptySource)
     EXPECT_EQ(ppro("tresk_ppro_update_sm", "('/usr/bin/app', 5)"), replied("(0,)"));
     EXPECT_EQ(text_of(policy), document(app_node(5, 0, "")));
     EXPECT_EQ(ppro("tresk_ppro_remove_sm", "('/usr/bin/app',)"), replied("(0,)"));
-    EXPECT_EQ(text_of(policy), std::string(kHead) + "<ppro_root/>\n");
+    EXPECT_EQ(text_of(policy), std::string(kXmlHead) + "<ppro_root/>\n");
 }
 
 TEST_F(ServicePpro, MissingEntryIsReportedAndNothingWritten)
@@ -150,18 +144,18 @@ TEST_F(ServicePpro, DisabledFrameworkRefusesEdits)
 
 TEST_F(ServicePpro, UnusablePathIsRefused)
 {
-    EXPECT_EQ(add("('', 1, 0, '')"), refused(kInvalid, "the path is not absolute"));
-    EXPECT_EQ(add("('usr/bin/app', 1, 0, '')"), refused(kInvalid, "the path is not absolute"));
-    EXPECT_EQ(add("('/a\\u0001', 1, 0, '')").error, kInvalid);
-    EXPECT_EQ(add("('/a', 1, 0, '\\u0001')").error, kInvalid);
-    EXPECT_EQ(add("('/a', 1, 2, '')"), refused(kInvalid, "the mode is neither 0 nor 1"));
+    EXPECT_EQ(add("('', 1, 0, '')"), refused(kInvalidArgument, "the path is not absolute"));
+    EXPECT_EQ(add("('usr/bin/app', 1, 0, '')"), refused(kInvalidArgument, "the path is not absolute"));
+    EXPECT_EQ(add("('/a\\u0001', 1, 0, '')").error, kInvalidArgument);
+    EXPECT_EQ(add("('/a', 1, 0, '\\u0001')").error, kInvalidArgument);
+    EXPECT_EQ(add("('/a', 1, 2, '')"), refused(kInvalidArgument, "the mode is neither 0 nor 1"));
     EXPECT_FALSE(std::filesystem::exists(policy));
 }
 
 TEST_F(ServicePpro, PathHoldsUpTo4095Bytes)
 {
     EXPECT_EQ(add("('/" + std::string(4095, 'a') + "', 1, 0, '')"),
-              refused(kInvalid, "the path is too long"));
+              refused(kInvalidArgument, "the path is too long"));
     EXPECT_EQ(add("('/" + std::string(4094, 'a') + "', 1, 0, '')"), replied("(0,)"));
 }
 
@@ -169,8 +163,8 @@ TEST_F(ServicePpro, BrokenPolicyIsNotReplaced)
 {
     for (const std::string content : {"<ppro_root><ppro_node", "nonsense", "<ppro_root></ppro_root>x"}) {
         write_file(policy, content);
-        EXPECT_EQ(add("('/usr/bin/app', 3, 0, '')").error, kBroken);
-        EXPECT_EQ(ppro("tresk_ppro_remove", "('/usr/bin/app',)").error, kBroken);
+        EXPECT_EQ(add("('/usr/bin/app', 3, 0, '')").error, kDatabaseError);
+        EXPECT_EQ(ppro("tresk_ppro_remove", "('/usr/bin/app',)").error, kDatabaseError);
         EXPECT_EQ(text_of(policy), content);
     }
 }
@@ -179,7 +173,7 @@ TEST_F(ServicePpro, PolicyOfAnotherRootIsNotReplaced)
 {
     write_file(policy, "<pblk_root/>");
     EXPECT_EQ(add("('/usr/bin/app', 3, 0, '')"),
-              refused(kBroken, policy.string() + ": the root is not ppro_root"));
+              refused(kDatabaseError, policy.string() + ": the root is not ppro_root"));
     EXPECT_EQ(text_of(policy), "<pblk_root/>");
 }
 
@@ -214,7 +208,7 @@ TEST_F(ServicePpro, NodeWhosePathIsNotFirstIsNoEntry)
 TEST_F(ServicePpro, FolderThatCannotBeMadeIsADatabaseError)
 {
     write_file(etc, "a file where the folder should be");
-    EXPECT_EQ(add("('/usr/bin/app', 3, 0, '')").error, kBroken);
+    EXPECT_EQ(add("('/usr/bin/app', 3, 0, '')").error, kDatabaseError);
 }
 
 TEST_F(ServicePpro, ReadersNeverSeeAPartOfTheDocument)

@@ -26,6 +26,13 @@ struct Outcome {
 
 std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
+inline constexpr char kInvalidArgument[] = "MERON.TRESK.INVALID.ARG";
+inline constexpr char kDatabaseError[] = "MERON.TRESK.DATABASE.ERR";
+/// The SHA-256 of "/usr/bin/app".
+inline constexpr char kAppSha256[] = "c088972b8fb0ed477fe0058dba47bff2e310b150fa18db2845e3220189e552df";
+/// What every policy file begins with.
+inline constexpr char kXmlHead[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
 inline Outcome replied(std::string text)
 {
     return {.reply = std::move(text), .error = {}, .message = {}};

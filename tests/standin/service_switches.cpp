@@ -5,8 +5,6 @@ namespace tresk::test {
 
 namespace {
 
-constexpr char kInvalid[] = "MERON.TRESK.INVALID.ARG";
-
 class ServiceSwitches : public ServiceScene {
   protected:
     ServiceSwitches() { start_service(); }
@@ -30,9 +28,9 @@ TEST_F(ServiceSwitches, StatusIsKeptInAFile)
 TEST_F(ServiceSwitches, StatusOutOfRangeChangesNothing)
 {
     EXPECT_EQ(call("xattr", "tresk_xattr_set_status", "(2,)"),
-              refused(kInvalid, "the status is out of range (0 to 1): 2"));
+              refused(kInvalidArgument, "the status is out of range (0 to 1): 2"));
     EXPECT_EQ(call("xattr", "tresk_xattr_set_status", "(-1,)"),
-              refused(kInvalid, "the status is out of range (0 to 1): -1"));
+              refused(kInvalidArgument, "the status is out of range (0 to 1): -1"));
     EXPECT_FALSE(std::filesystem::exists(state / "status"));
 }
 
@@ -47,9 +45,9 @@ TEST_F(ServiceSwitches, FunctionStatusesAreKeptOnePerLine)
 TEST_F(ServiceSwitches, FunctionOutOfRangeIsRefused)
 {
     EXPECT_EQ(call("xattr", "tresk_xattr_set_func_status", "(11, 1)"),
-              refused(kInvalid, "the function is out of range (0 to 10): 11"));
+              refused(kInvalidArgument, "the function is out of range (0 to 10): 11"));
     EXPECT_EQ(call("xattr", "tresk_xattr_set_func_status", "(10, 3)"),
-              refused(kInvalid, "the status is out of range (0 to 2): 3"));
+              refused(kInvalidArgument, "the status is out of range (0 to 2): 3"));
     EXPECT_EQ(call("xattr", "tresk_xattr_set_func_status", "(10, 1)"), replied("(0,)"));
 }
 
@@ -67,9 +65,9 @@ TEST_F(ServiceSwitches, ConfigurationEntriesAreSetAndRemoved)
 
 TEST_F(ServiceSwitches, ConfigurationEntryNeedsANameOfOneLine)
 {
-    EXPECT_EQ(call("conf", "tresk_conf_set", "('', 1)").error, kInvalid);
-    EXPECT_EQ(call("conf", "tresk_conf_set", "('a\\nb', 1)").error, kInvalid);
-    EXPECT_EQ(call("conf", "tresk_conf_set", "('#a', 1)").error, kInvalid);
+    EXPECT_EQ(call("conf", "tresk_conf_set", "('', 1)").error, kInvalidArgument);
+    EXPECT_EQ(call("conf", "tresk_conf_set", "('a\\nb', 1)").error, kInvalidArgument);
+    EXPECT_EQ(call("conf", "tresk_conf_set", "('#a', 1)").error, kInvalidArgument);
 }
 
 TEST_F(ServiceSwitches, UnreadableConfigurationIsReportedAndKept)
@@ -110,12 +108,13 @@ TEST_F(ServiceSwitches, SetModulesWithoutRebootFlagTakesEffectNow)
 
 TEST_F(ServiceSwitches, ModuleValuesOutOfRangeAreRefused)
 {
-    EXPECT_EQ(module("getModuleStatus", "(5,)"), refused(kInvalid, "the module is out of range (0 to 4): 5"));
-    EXPECT_EQ(module("getModuleRealStatus", "(-1,)").error, kInvalid);
-    EXPECT_EQ(module("setModuleStatus", "(0, 0, 0, 0, 3)").error, kInvalid);
-    EXPECT_EQ(module("setModuleStatusReboot", "(0, 0, 0, 0, 0, 2)").error, kInvalid);
-    EXPECT_EQ(module("checkSetModuleStatusReboot", "(0, 9)").error, kInvalid);
-    EXPECT_EQ(module("processctrlPolkitForSetModuleStatus", "(9, 0)").error, kInvalid);
+    EXPECT_EQ(module("getModuleStatus", "(5,)"),
+              refused(kInvalidArgument, "the module is out of range (0 to 4): 5"));
+    EXPECT_EQ(module("getModuleRealStatus", "(-1,)").error, kInvalidArgument);
+    EXPECT_EQ(module("setModuleStatus", "(0, 0, 0, 0, 3)").error, kInvalidArgument);
+    EXPECT_EQ(module("setModuleStatusReboot", "(0, 0, 0, 0, 0, 2)").error, kInvalidArgument);
+    EXPECT_EQ(module("checkSetModuleStatusReboot", "(0, 9)").error, kInvalidArgument);
+    EXPECT_EQ(module("processctrlPolkitForSetModuleStatus", "(9, 0)").error, kInvalidArgument);
     EXPECT_FALSE(std::filesystem::exists(state / "modules_current"));
     EXPECT_FALSE(std::filesystem::exists(state / "modules_after_reboot"));
 }
@@ -160,7 +159,7 @@ TEST_F(ServiceSwitches, SelinuxPolicyIsKeptInAFile)
 {
     EXPECT_EQ(module("setSelinuxPolicy", "('targeted',)"), replied("(0,)"));
     EXPECT_EQ(state_file("selinux_policy"), "targeted\n");
-    EXPECT_EQ(module("setSelinuxPolicy", "('',)").error, kInvalid);
+    EXPECT_EQ(module("setSelinuxPolicy", "('',)").error, kInvalidArgument);
 }
 
 TEST_F(ServiceSwitches, NetflowPermissionIsWhatTheFileSays)
