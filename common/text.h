@@ -4,6 +4,7 @@
 #ifndef TRESK_COMMON_TEXT_H
 #define TRESK_COMMON_TEXT_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -35,6 +36,17 @@ bool is_dbus_text(std::string_view text) noexcept;
 
 /// The text's leading base-10 number as strtol() reads it, cut to 32 bits; 0 where there is none.
 std::int32_t to_int32(std::string_view text);
+
+/// Writes two lowercase hexadecimal digits a byte to @out, without a terminator.
+template <std::size_t N>
+void write_hex(const std::array<unsigned char, N>& bytes, char* out) noexcept
+{
+    constexpr char digits[] = "0123456789abcdef";
+    for (const unsigned char byte : bytes) {
+        *out++ = digits[byte >> 4U];
+        *out++ = digits[byte & 0xFU];
+    }
+}
 
 } // namespace tresk
 

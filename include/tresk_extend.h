@@ -498,7 +498,8 @@ netctl_ext_node_info *tresk_netctl_ext_read_node_with_uid(uint32_t uid, const ch
  * @path: the path
  * @uid: the user, who counts while user_distinguish is not 0
  *
- * SM3 of the path, or of "path+uid", whose first 4095 bytes count. Sixty-four zeros while the framework's
+ * SM3 of the path's first 4095 bytes, or of "path+uid", of which what stands behind the path's first 4085 bytes
+ * is cut to ten ("+" and nine characters of the uid). Sixty-four zeros while the framework's
  * function status 8 is 1.
  *
  * Returns: 64 lowercase hexadecimal digits, to be released with free(), or null for a null @path or when
@@ -610,7 +611,7 @@ typedef struct netctl_pkg_node_info {
 /**
  * struct netctl_pkg_path_node_info - the same with a program file of the package (16392 bytes)
  * @pkg: package name, NUL-terminated and zero-filled, as all texts
- * @path: program file, its first 4095 bytes; "unknown" when missing
+ * @path: program file; "unknown" when missing
  * @type: the control type
  * @ico: icon, its first 4095 bytes; "unknown" when missing
  * @desktop: desktop entry, its first 4095 bytes; "unknown" when missing
@@ -658,6 +659,9 @@ netctl_pkg_node_info *tresk_netctl_pkg_read_node_with_uid(uint32_t uid, const ch
  * tresk_netctl_pkg_path_read_node_with_uid - the same with the program file
  * @uid: user id
  * @pkg: package name
+ *
+ * A rule whose program file is longer than 4095 bytes is left out.
+ *
  * Returns: the record, to be released with free(), or null.
  */
 netctl_pkg_path_node_info *tresk_netctl_pkg_path_read_node_with_uid(uint32_t uid, const char *pkg);
@@ -723,7 +727,8 @@ int tresk_netctl_pkg_path_add(void);
  * Asks rpm through a shell pipeline, or dpkg-query where there is no rpm. Names with characters that mean
  * something to a shell are refused.
  *
- * Returns: 1 installed, 0 not installed, -1 for null, for a refused name or when the query could not be run.
+ * Returns: 1 installed, 0 not installed (also for an empty name, one with a line feed or one of more than 4094
+ * bytes), -1 for null, for a refused name or when the query could not be run.
  */
 int check_pkg_is_install(const char *pkgname);
 

@@ -5,6 +5,7 @@
 #include "common/edge.h"
 #include "common/handles.h"
 #include "common/report.h"
+#include "common/text.h"
 #include "netctl/netctl_policy.h"
 #include "netctl/user_distinction.h"
 #include "tresk_extend.h"
@@ -55,15 +56,6 @@ Digest digest_of(const std::string& text)
     return digest;
 }
 
-void write_digits(const Digest& digest, char* out)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    for (const unsigned char byte : digest) {
-        *out++ = digits[byte >> 4U];
-        *out++ = digits[byte & 0xFU];
-    }
-}
-
 Malloced<char> path_hash(const char* function, const char* path, std::int32_t uid)
 {
     if (path == nullptr) {
@@ -75,7 +67,7 @@ Malloced<char> path_hash(const char* function, const char* path, std::int32_t ui
         errno = ENOMEM;
         return nullptr;
     }
-    write_digits(digest_of(key_text(path, uid)), hash.get());
+    write_hex(digest_of(key_text(path, uid)), hash.get());
     return hash;
 }
 

@@ -2,6 +2,7 @@
 #include "ppro/path_hash.h"
 
 #include "common/data_path.h"
+#include "common/text.h"
 
 #include <openssl/sha.h>
 
@@ -31,15 +32,6 @@ std::optional<Digest> digest_of(std::string_view text)
     return digest;
 }
 
-void write_digits(const Digest& digest, char* out)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    for (const unsigned char byte : digest) {
-        *out++ = digits[byte >> 4U];
-        *out++ = digits[byte & 0xFU];
-    }
-}
-
 } // namespace
 
 Malloced<char> path_hash(Source source, const char* function, const char* path)
@@ -57,7 +49,7 @@ Malloced<char> path_hash(Source source, const char* function, const char* path)
     if (!digest) {
         return nullptr;
     }
-    write_digits(*digest, hash.get());
+    write_hex(*digest, hash.get());
     return hash;
 }
 
