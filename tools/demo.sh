@@ -1,9 +1,9 @@
 #!/bin/sh
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# A tour of process protection for somebody who has never seen the framework. It runs inside of the sandbox
-# (tresk-sandbox -- tools/demo.sh), with treskctl on the command search path, and ends with a failure as soon
-# as a step does not do what it says.
+# A tour of process protection, with a look at each of the other policies, for somebody who has never seen the
+# framework. It runs inside of the sandbox (tresk-sandbox -- tools/demo.sh), with treskctl on the command search
+# path, and ends with a failure as soon as a step does not do what it says.
 set -eu
 
 policy=/etc/tresk/ppro/ppro.xml
@@ -104,5 +104,28 @@ show treskctl ppro list
 if grep -qF "$program" "$policy"; then
     fail "$policy still names $program"
 fi
+
+say "Network control of programs: 2 is the control type that the scene library keeps too."
+show treskctl netctl add "$program" --type 2 --name Cat
+show treskctl netctl show "$program" --json
+must_hold /etc/tresk/netctl/netctl.xml "<name>Cat</name>"
+must_hold "$TRESK_STANDIN_STATE/scene/netctl" "$program"
+
+say "Network control of packages, by their names. The package's program file comes by an update."
+show treskctl pkg add coreutils --type 1
+show treskctl pkg update coreutils --type 1 --path "$program"
+show treskctl pkg show coreutils
+must_hold /etc/tresk/netctl/netctl_pkg.xml "<path>$program</path>"
+
+say "Process blocking: each entry names the source that asked for it."
+show treskctl pblk add "$program" --source demo
+show treskctl pblk list
+must_hold /etc/tresk/pblk/pblk.xml "data_source_name=\"demo\""
+
+say "Black and white lists of packages: is it on the white list and not on the black one?"
+show treskctl bwlist add white coreutils
+show treskctl bwlist lookup bwlist coreutils bash
+treskctl bwlist lookup bwlist coreutils | grep -q '^yes ' || fail "coreutils is not on the white list"
+must_hold /etc/tresk/bwlist/bwlist.xml "rpm_name=\"coreutils\""
 
 say "Every step did what it says. A shell in this sandbox, to try more of it:  ./dev shell"

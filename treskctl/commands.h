@@ -14,6 +14,10 @@ void add_conf_commands(CLI::App& app, Run& run);
 void add_module_commands(CLI::App& app, Run& run);
 void add_security_commands(CLI::App& app, Run& run);
 void add_ppro_commands(CLI::App& app, Run& run);
+void add_netctl_commands(CLI::App& app, Run& run);
+void add_pkg_commands(CLI::App& app, Run& run);
+void add_pblk_commands(CLI::App& app, Run& run);
+void add_bwlist_commands(CLI::App& app, Run& run);
 void add_notify_commands(CLI::App& app, Run& run);
 
 /// The part of "ppro" that changes nothing.

@@ -4,36 +4,14 @@
 // said on standard output) and the library itself (-1, whose reason only the framework's log has).
 #include "treskctl/edit.h"
 
-#include "tresk_extend.h"
 #include "treskctl/printable.h"
 #include "treskctl/service_answer.h"
 
-#include <filesystem>
-#include <system_error>
+#include <algorithm>
 
 namespace tresk::ctl {
 
-namespace {
-
-constexpr int kFailedSomehow = -1;
-
-/// What is known of a failure that the library tells only as -1.
-Failure untold_failure(Run& run, const std::string& path, const std::string& source)
-{
-    if (!is_utf8(path) || !is_utf8(source)) {
-        return not_utf8();
-    }
-    std::error_code why;
-    if (std::filesystem::status(path, why).type() == std::filesystem::file_type::not_found) {
-        return {Cause::NoAnswer, "failed; there is no such file", kFailedSomehow, {}};
-    }
-    return failure_without_reason(run);
-}
-
-} // namespace
-
-Failure failure_of_edit(Run& run, const Heard<int>& answer, const std::string& path,
-                        const std::string& source)
+Failure failure_of_edit(Run& run, const Heard<int>& answer, std::initializer_list<std::string_view> texts)
 {
     if (!answer.said.output.empty()) {
         return {Cause::Scene,
@@ -42,8 +20,10 @@ Failure failure_of_edit(Run& run, const Heard<int>& answer, const std::string& p
                 answer.result,
                 {}};
     }
-    return answer.result == kFailedSomehow ? untold_failure(run, path, source)
-                                           : *failure_of_change(answer.result);
+    if (answer.result != kFailedSomehow) {
+        return *failure_of_change(answer.result);
+    }
+    return std::ranges::all_of(texts, is_utf8) ? failure_without_reason(run) : not_utf8();
 }
 
 } // namespace tresk::ctl

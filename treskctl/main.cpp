@@ -27,6 +27,10 @@ void add_commands(CLI::App& app, Run& run)
     add_security_commands(app, run);
     add_conf_commands(app, run);
     add_ppro_commands(app, run);
+    add_netctl_commands(app, run);
+    add_pkg_commands(app, run);
+    add_pblk_commands(app, run);
+    add_bwlist_commands(app, run);
     add_notify_commands(app, run);
 }
 

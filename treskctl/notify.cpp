@@ -4,10 +4,13 @@
 #include "common/handles.h"
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
+#include "treskctl/netctl_rules.h"
+#include "treskctl/shared_options.h"
 
-#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <new>
 
 namespace tresk::ctl {
 
@@ -17,23 +20,111 @@ constexpr std::size_t kHashDigits = 64;
 constexpr int kKernelTooOld = -2;
 
 struct Notification {
-    /// What was given: a hash, or for "ppro" also an absolute path.
+    /// What was given: a hash, or for a policy's entry also its absolute path.
     std::string subject;
     /// The message has room for 16 bits.
     std::uint16_t type = 0;
     std::uint32_t value = 0;
     bool sm = false;
-    std::string source;
+    std::uint32_t uid = 0;
+    Source source;
 };
+
+/// One kind of notification.
+struct Kind {
+    const char* name;
+    const char* help;
+    /// The hash of the path that is the subject; nothing, and a failure, where it cannot be found out. Null
+    /// for the kind that takes only a hash.
+    std::optional<std::string> (*hash_of_path)(Run& run, const Notification& notification);
+    int (*send)(const Notification& notification, const char* hash);
+    bool has_value;
+    void (*add_options)(CLI::App& command, Notification& notification);
+};
+
+// --- what the kinds differ in ---
+
+/// Takes @hash, which the library made.
+std::string owned(char* hash)
+{
+    const Malloced<char> owner(hash);
+    if (!owner) {
+        throw std::bad_alloc();
+    }
+    return owner.get();
+}
+
+std::optional<std::string> hash_for_ppro(Run& /*run*/, const Notification& notification)
+{
+    return owned(tresk_ppro_get_path_hash(notification.subject.c_str()));
+}
+
+std::optional<std::string> hash_for_netctl(Run& run, const Notification& notification)
+{
+    if (!learn_distinction(run)) {
+        return std::nullopt;
+    }
+    return owned(tresk_netctl_get_path_hash(notification.subject.c_str(),
+                                            static_cast<std::int32_t>(notification.uid)));
+}
+
+std::optional<std::string> hash_for_pblk(Run& /*run*/, const Notification& notification)
+{
+    return owned(tresk_pblk_get_path_hash(notification.subject.c_str()));
+}
+
+int send_hash(const Notification& notification, const char* hash)
+{
+    return tresk_hash_communicate_with_kernel(notification.type, hash, notification.value);
+}
+
+int send_ppro(const Notification& notification, const char* hash)
+{
+    return tresk_ppro_communicate_with_kernel_zdk(notification.type, hash, notification.value,
+                                                  notification.sm ? 1 : 0, notification.source.name.c_str());
+}
+
+int send_netctl(const Notification& notification, const char* hash)
+{
+    return tresk_netctl_communicate_with_kernel(notification.type, hash, notification.value);
+}
+
+int send_pblk(const Notification& notification, const char* hash)
+{
+    return tresk_pblk_communicate_with_kernel_zdk(notification.type, hash, notification.source.type,
+                                                  notification.source.name.c_str());
+}
+
+void add_ppro_options(CLI::App& command, Notification& notification)
+{
+    command.add_flag("--sm", notification.sm, "As the sm side");
+    command.add_option("--source", notification.source.name, "The entry's source")->option_text("NAME");
+}
+
+void add_netctl_options(CLI::App& command, Notification& notification)
+{
+    add_uid_option(command, notification.uid);
+}
+
+void add_pblk_options(CLI::App& command, Notification& notification)
+{
+    add_source_options(command, notification.source);
+}
+
+void add_no_options(CLI::App& /*command*/, Notification& /*notification*/) {}
+
+constexpr std::array kKinds = {
+    Kind{"ppro", "About a process protection entry", hash_for_ppro, send_ppro, true, add_ppro_options},
+    Kind{"netctl", "About a network control entry", hash_for_netctl, send_netctl, true, add_netctl_options},
+    Kind{"pblk", "About a process blocking entry", hash_for_pblk, send_pblk, false, add_pblk_options},
+    Kind{"hash", "About a file's hash", nullptr, send_hash, true, add_no_options},
+};
+
+// --- what they share ---
 
 bool is_hash(const std::string& text)
 {
     return text.size() == kHashDigits && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
-bool is_absolute(const std::string& text)
-{
-    return text.starts_with('/');
 }
 
 std::string complaint_about_hash(const std::string& text)
@@ -43,21 +134,9 @@ std::string complaint_about_hash(const std::string& text)
 
 std::string complaint_about_subject(const std::string& text)
 {
-    return is_hash(text) || is_absolute(text)
+    return is_hash(text) || text.starts_with('/')
                ? ""
                : "\"" + text + "\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path";
-}
-
-std::string hash_of(Run& run, const std::string& subject)
-{
-    if (is_hash(subject)) {
-        return subject;
-    }
-    const auto hash = run.ask([&] { return Malloced<char>(tresk_ppro_get_path_hash(subject.c_str())); });
-    if (!hash) {
-        throw std::bad_alloc();
-    }
-    return hash.get();
 }
 
 Failure failure_of(int result)
@@ -69,71 +148,82 @@ Failure failure_of(int result)
             {}};
 }
 
-/// The library returns 0 also for what it may not send; that it then says so is the only sign.
-void report(Run& run, const Notification& notification, const std::string& hash, const Heard<int>& answer)
+std::vector<std::string> fields_of(const Kind& kind)
 {
-    Table& results = run.table("results", {"type", "value", "hash", "subject"});
+    return kind.has_value ? std::vector<std::string>{"type", "value", "hash", "subject"}
+                          : std::vector<std::string>{"type", "hash", "subject"};
+}
+
+Row row_of(const Kind& kind, const Notification& notification, const std::string& hash)
+{
+    Row row = {notification.type, hash, notification.subject};
+    if (kind.has_value) {
+        row.insert(row.begin() + 1, std::int64_t{notification.value});
+    }
+    return row;
+}
+
+std::optional<std::string> hash_of(Run& run, const Kind& kind, const Notification& notification)
+{
+    return is_hash(notification.subject) ? notification.subject : kind.hash_of_path(run, notification);
+}
+
+/// The library returns 0 also for what it may not send; that it then says so is the only sign.
+void notify(Run& run, const Kind& kind, const Notification& notification)
+{
+    Table& results = run.table("results", fields_of(kind));
+    const auto hash = hash_of(run, kind, notification);
+    if (!hash) {
+        return;
+    }
+    const Heard<int> answer = run.hear([&] { return kind.send(notification, hash->c_str()); });
     if (answer.result != 0) {
         run.fail(failure_of(answer.result));
     } else if (!answer.said.output.empty()) {
         run.fail({Cause::Refused, "not sent: the entry belongs to the sm side (see --sm)", 0, {}});
     } else {
-        results.rows.push_back(
-            {notification.type, std::int64_t{notification.value}, hash, notification.subject});
+        results.rows.push_back(row_of(kind, notification, *hash));
     }
 }
 
-void notify_hash(Run& run, const Notification& notification)
+void add_subject(CLI::App& command, const Kind& kind, std::string& subject)
 {
-    report(run, notification, notification.subject, run.hear([&] {
-        return tresk_hash_communicate_with_kernel(notification.type, notification.subject.c_str(),
-                                                  notification.value);
-    }));
+    if (kind.hash_of_path == nullptr) {
+        command.add_option("HASH", subject, "The hash")
+            ->required()
+            ->check(CLI::Validator(complaint_about_hash, ""));
+    } else {
+        command.add_option("SUBJECT", subject, "The entry's hash, or its path, which is absolute")
+            ->required()
+            ->option_text("HASH|PATH")
+            ->check(CLI::Validator(complaint_about_subject, ""));
+    }
 }
 
-void notify_ppro(Run& run, const Notification& notification)
+/// The numbers are needed: no number of the module's is a natural default.
+void add_kind(CLI::App& group, Run& run, const Kind& kind)
 {
-    const std::string hash = hash_of(run, notification.subject);
-    report(run, notification, hash, run.hear([&] {
-        return tresk_ppro_communicate_with_kernel_zdk(notification.type, hash.c_str(), notification.value,
-                                                      notification.sm ? 1 : 0, notification.source.c_str());
-    }));
-}
-
-/// Adds what both notifications take. Both need their numbers: no number of the module's is a natural
-/// default.
-void add_numbers(CLI::App& command, Notification& notification)
-{
-    command.add_option("--type", notification.type, "Message type")->required()->option_text("N REQUIRED");
-    command.add_option("--value", notification.value, "Value sent with the hash")
-        ->required()
-        ->option_text("V REQUIRED");
+    const auto notification = std::make_shared<Notification>();
+    CLI::App* const command = add_command(group, run, kind.name, kind.help,
+                                          [&run, &kind, notification] { notify(run, kind, *notification); });
+    add_subject(*command, kind, notification->subject);
+    command->add_option("--type", notification->type, "Message type")->required()->option_text("N REQUIRED");
+    if (kind.has_value) {
+        command->add_option("--value", notification->value, "Value sent with the hash")
+            ->required()
+            ->option_text("V REQUIRED");
+    }
+    kind.add_options(*command, *notification);
 }
 
 } // namespace
 
 void add_notify_commands(CLI::App& app, Run& run)
 {
-    CLI::App* const notify = add_group(app, "notify", "Tell the kernel module about a change");
-
-    const auto entry = std::make_shared<Notification>();
-    CLI::App* const ppro = add_command(*notify, run, "ppro", "About a process protection entry",
-                                       [&run, entry] { notify_ppro(run, *entry); });
-    ppro->add_option("SUBJECT", entry->subject, "The entry's hash, or its path, which is absolute")
-        ->required()
-        ->option_text("HASH|PATH")
-        ->check(CLI::Validator(complaint_about_subject, ""));
-    add_numbers(*ppro, *entry);
-    ppro->add_flag("--sm", entry->sm, "As the sm side");
-    ppro->add_option("--source", entry->source, "The entry's source")->option_text("NAME");
-
-    const auto file = std::make_shared<Notification>();
-    CLI::App* const hash =
-        add_command(*notify, run, "hash", "About a file's hash", [&run, file] { notify_hash(run, *file); });
-    hash->add_option("HASH", file->subject, "The hash")
-        ->required()
-        ->check(CLI::Validator(complaint_about_hash, ""));
-    add_numbers(*hash, *file);
+    CLI::App* const group = add_group(app, "notify", "Tell the kernel module about a change");
+    for (const Kind& kind : kKinds) {
+        add_kind(*group, run, kind);
+    }
 }
 
 } // namespace tresk::ctl

@@ -3,6 +3,7 @@
 
 #include "common/handles.h"
 #include "tresk_extend.h"
+#include "treskctl/policy_records.h"
 
 #include <fcntl.h>
 
@@ -10,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
-#include <span>
 
 namespace tresk::ctl {
 
@@ -24,15 +24,12 @@ using Entries = std::vector<Entry>;
 template <class Reader>
 std::optional<Entries> read_array(Run& run, bool sm, Reader reader)
 {
-    constexpr int kUnread = -1;
-    int count = kUnread;
-    const Malloced<ppro_node_info> records(run.ask([&] { return reader(&count); }));
-    if (count == kUnread) {
+    const auto records = ask_for_records<int>(run, reader);
+    if (!records) {
         return std::nullopt;
     }
     Entries entries;
-    const std::span<const ppro_node_info> all(records.get(), records ? static_cast<std::size_t>(count) : 0);
-    for (const ppro_node_info& record : all) {
+    for (const ppro_node_info& record : records->all()) {
         entries.push_back({record.path, record.hash, record.type, sm});
     }
     return entries;

@@ -4,6 +4,7 @@
 #include "common/handles.h"
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
+#include "treskctl/path_commands.h"
 #include "treskctl/policy_snapshot.h"
 #include "treskctl/printable.h"
 #include "treskctl/service_answer.h"
@@ -66,17 +67,9 @@ void show_entry(Run& run, const ViewOptions& options)
     }
 }
 
-void show_hashes(Run& run, const std::vector<std::string>& paths)
+void show_path_hashes(Run& run, const std::vector<std::string>& paths)
 {
-    Table& table = run.table("hashes", {"hash", "path"});
-    for (const std::string& path : paths) {
-        const auto hash = run.ask([&] { return Malloced<char>(tresk_ppro_get_path_hash(path.c_str())); });
-        if (hash) {
-            table.rows.push_back({std::string(hash.get()), path});
-        } else {
-            run.fail({Cause::Internal, "out of memory", {}, path});
-        }
-    }
+    show_hashes(run, paths, tresk_ppro_get_path_hash);
 }
 
 void show_action(Run& run)
@@ -133,17 +126,6 @@ void show_pid(Run& run, const std::string& path)
     run.fail(std::move(failure));
 }
 
-/// Adds a command that takes paths and nothing else.
-template <class Action>
-void add_paths_command(CLI::App& ppro, Run& run, const std::string& name, const std::string& help,
-                       Action action)
-{
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    add_command(ppro, run, name, help, [&run, action, paths] { action(run, *paths); })
-        ->add_option("PATH", *paths, "Paths, taken as they are given")
-        ->required();
-}
-
 void add_view_options(CLI::App& command, const std::shared_ptr<ViewOptions>& options)
 {
     CLI::Option* const all = command.add_flag("--all", options->filter.all, "Entries of both owners");
@@ -174,7 +156,7 @@ void add_views(CLI::App& ppro, Run& run)
 void add_ppro_queries(CLI::App& ppro, Run& run)
 {
     add_views(ppro, run);
-    add_paths_command(ppro, run, "hash", "Show the hashes under which paths are kept", show_hashes);
+    add_paths_command(ppro, run, "hash", "Show the hashes under which paths are kept", show_path_hashes);
     add_command(ppro, run, "action", "Show the configured action", [&run] { show_action(run); });
     add_paths_command(ppro, run, "blacklist", "Ask whether paths may not be protected", check_blacklist);
 

@@ -9,10 +9,10 @@
 
 namespace tresk::ctl {
 
-/// Adds the argument "on" or "off", stored as the framework counts: 1 or 0.
-inline void add_switch(CLI::App& command, int& state)
+/// Adds the argument "on" or "off", which is required, stored as the framework counts: 1 or 0.
+inline CLI::Option* add_switch(CLI::App& command, int& state)
 {
-    command.add_option("STATE", state, "on or off")
+    return command.add_option("STATE", state, "on or off")
         ->required()
         ->option_text("on|off")
         ->transform([](const std::string& word) -> std::string {

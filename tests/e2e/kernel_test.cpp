@@ -2,6 +2,7 @@
 //
 // "notify": what the kernel's side is told, and what is told when it is not.
 #include "tests/e2e/treskctl_test.h"
+#include "tests/support/policy_files.h"
 
 #include <gmock/gmock.h>
 
@@ -74,6 +75,71 @@ TEST_F(NotifyTest, AKernelThatIsTooOldIsAFailure)
     write_state("version", "4.1\n");
     EXPECT_EQ(treskctl({"notify", "ppro", kProgram, "--type", "9", "--value", "1"}),
               failed("treskctl: notify ppro: the kernel's framework version is below 4.2\n"));
+    EXPECT_FALSE(kernel_was_told());
+}
+
+TEST_F(NotifyTest, NetctlSendsTheHashThatHoldsTheUser)
+{
+    const std::string hash = "b3cde5dcc0820e9400b485d514a7fcba02cfe0a70b25457bb0728375c35117d0";
+    write_file("/etc/tresk/netctl/netctl.xml", "<tresk_root user_dist=\"1\"/>");
+    EXPECT_EQ(
+        treskctl({"notify", "netctl", kProgram, "--uid", "1000", "--type", "3", "--value", "2"}),
+        succeeded("TYPE  VALUE  " + kWideHashHeader + "SUBJECT\n3     2      " + hash + "  /usr/bin/cat\n"));
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" value=2 hash=" + hash + " "));
+}
+
+TEST_F(NotifyTest, NetctlTakesAHashWithoutAPolicy)
+{
+    EXPECT_EQ(treskctl({"notify", "netctl", kHash, "--type", "3", "--value", "2"}).exit_status, 0);
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" value=2 hash=" + kHash + " "));
+}
+
+TEST_F(NotifyTest, NetctlTellsTheKernelNothingWhileTheHashIsNotKnown)
+{
+    write_file("/etc/tresk/netctl/netctl.xml", "<other_root/>");
+    EXPECT_EQ(treskctl({"notify", "netctl", kProgram, "--type", "3", "--value", "2"}),
+              failed("treskctl: notify netctl: /etc/tresk/netctl/netctl.xml: the file is no network control "
+                     "policy\n"));
+    EXPECT_FALSE(kernel_was_told());
+}
+
+TEST_F(NotifyTest, PblkTakesAPathAndSendsItsHashWithoutAValue)
+{
+    EXPECT_EQ(treskctl({"notify", "pblk", kProgram, "--type", "19"}),
+              succeeded("TYPE  " + kWideHashHeader + "SUBJECT\n19    " + kProgramHash + "  /usr/bin/cat\n"));
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(kProgramHash));
+    EXPECT_EQ(treskctl({"notify", "pblk", kHash, "--type", "19", "--json"}).output, R"({
+  "version": 1,
+  "command": "notify pblk",
+  "results": [
+    {
+      "type": 19,
+      "hash": ")" + kHash + R"(",
+      "subject": ")" + kHash + R"("
+    }
+  ]
+}
+)");
+}
+
+TEST_F(NotifyTest, PblkAsksForAnEntryOfTheSource)
+{
+    write_file("/etc/tresk/pblk/pblk.xml", "<pblk_root><pblk_node path=\"/opt/a\" data_source_type=\"5\" "
+                                           "data_source_name=\"x\"><hash>" +
+                                               kHash + "</hash></pblk_node></pblk_root>");
+    treskctl({"notify", "pblk", kHash, "--type", "20"});
+    EXPECT_FALSE(kernel_was_told());
+    treskctl({"notify", "pblk", kHash, "--type", "20", "--source-type", "5", "--source", "x"});
+    EXPECT_TRUE(kernel_was_told());
+}
+
+TEST_F(NotifyTest, AKernelThatIsTooOldIsAFailureForEveryPolicy)
+{
+    write_state("version", "4.1\n");
+    EXPECT_EQ(treskctl({"notify", "netctl", kHash, "--type", "3", "--value", "2"}),
+              failed("treskctl: notify netctl: the kernel's framework version is below 4.2\n"));
+    EXPECT_EQ(treskctl({"notify", "pblk", kHash, "--type", "19"}),
+              failed("treskctl: notify pblk: the kernel's framework version is below 4.2\n"));
     EXPECT_FALSE(kernel_was_told());
 }
 

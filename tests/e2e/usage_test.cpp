@@ -63,6 +63,27 @@ constexpr Mistake kMistakes[] = {
      "SUBJECT: \"cat\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path"},
     {"MessageTypeDoesNotFit", "notify ppro /bin/cat --type 65536 --value 1",
      "Could not convert: --type = 65536"},
+    {"UnknownUser", "netctl list --uid no-such-user",
+     "--uid: \"no-such-user\" is no user (a name, or a number up to 4294967295)"},
+    {"UserNumberDoesNotFit", "pkg list --uid 4294967296",
+     "--uid: \"4294967296\" is no user (a name, or a number up to 4294967295)"},
+    {"NegativeUserNumber", "netctl remove /a --uid -1",
+     "--uid: \"-1\" is no user (a name, or a number up to 4294967295)"},
+    {"UserAndAll", "netctl list --all --uid 0", "--all excludes --uid"},
+    {"NoTypeOfARule", "netctl add /a", "--type is required"},
+    {"NoPathOfARule", "netctl remove", "PATH is required"},
+    {"NeitherOnNorOffForUsers", "netctl user-distinct maybe", "STATE: \"maybe\" is neither on nor off"},
+    {"NoPackage", "pkg show", "PACKAGE is required"},
+    {"PathOfANewPackage", "pkg add bash --type 1 --path /a",
+     "The following argument was not expected: --path"},
+    {"NoUserForBlocking", "pblk list --uid 0", "The following arguments were not expected: 0 --uid"},
+    {"SourceTypeIsNoNumber", "pblk add /a --source-type x", "Could not convert: --source-type = x"},
+    {"UnknownList", "bwlist add grey bash", "LIST: \"grey\" is none of white|black"},
+    {"BothListsAreNotEdited", "bwlist add bwlist bash", "LIST: \"bwlist\" is none of white|black"},
+    {"NoSourceToClear", "bwlist clear", "--source-type is required"},
+    {"DistinctIsNoNumber", "bwlist distinct on", "Could not convert: VALUE = on"},
+    {"NoValueForBlocking", "notify pblk /a --type 1 --value 1",
+     "The following arguments were not expected: 1 --value"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, UsageTest, ::testing::ValuesIn(kMistakes),
@@ -86,7 +107,8 @@ TEST_F(TreskctlUsageTest, HelpIsNoError)
     const Outcome outcome = treskctl({"--help"});
     EXPECT_EQ(outcome.exit_status, 0);
     EXPECT_EQ(outcome.error, "");
-    for (const char* object : {"status", "func", "module", "security", "conf", "ppro", "notify"}) {
+    for (const char* object : {"status", "func", "module", "security", "conf", "ppro", "netctl", "pkg",
+                               "pblk", "bwlist", "notify"}) {
         EXPECT_THAT(outcome.output, HasSubstr(std::string("\n  ") + object + " "));
     }
 }

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// Questions about texts given on the command line, one row for each.
+#ifndef TRESK_TRESKCTL_PATH_COMMANDS_H
+#define TRESK_TRESKCTL_PATH_COMMANDS_H
+
+#include "common/handles.h"
+#include "treskctl/run.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tresk::ctl {
+
+/// Adds a command that takes paths, which @action gets.
+template <class Action>
+CLI::App* add_paths_command(CLI::App& object, Run& run, const std::string& name, const std::string& help,
+                            Action action)
+{
+    const auto paths = std::make_shared<std::vector<std::string>>();
+    CLI::App* const command =
+        add_command(object, run, name, help, [&run, action, paths] { action(run, *paths); });
+    command->add_option("PATH", *paths, "Paths, taken as they are given")->required();
+    return command;
+}
+
+/// Adds the table "hashes". @hash_of: one of the library's functions, whose text is to be released.
+template <class HashOf>
+void show_hashes(Run& run, const std::vector<std::string>& paths, HashOf hash_of)
+{
+    Table& table = run.table("hashes", {"hash", "path"});
+    for (const std::string& path : paths) {
+        if (const auto hash = run.ask([&] { return Malloced<char>(hash_of(path.c_str())); })) {
+            table.rows.push_back({std::string(hash.get()), path});
+        } else {
+            run.fail({Cause::Internal, "out of memory", {}, path});
+        }
+    }
+}
+
+} // namespace tresk::ctl
+
+#endif

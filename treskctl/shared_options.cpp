@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "treskctl/shared_options.h"
+
+#include <CLI/CLI.hpp>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+namespace tresk::ctl {
+
+namespace {
+
+std::optional<std::uint32_t> number_in(const std::string& word)
+{
+    std::uint32_t number = 0;
+    const char* const end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data(), end, number);
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+/// How a system tells that it has no such user.
+bool is_unknown(int error)
+{
+    return error == 0 || error == ENOENT || error == ESRCH;
+}
+
+std::uint32_t uid_of_name(const std::string& name)
+{
+    constexpr std::size_t kUsualBytes = 1024;
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> texts(kUsualBytes);
+    int error = 0;
+    while ((error = ::getpwnam_r(name.c_str(), &entry, texts.data(), texts.size(), &found)) == ERANGE) {
+        texts.resize(texts.size() * 2);
+    }
+    if (found == nullptr) {
+        throw CLI::ValidationError("\"" + name + "\" " +
+                                   (is_unknown(error)
+                                        ? "is no user (a name, or a number up to 4294967295)"
+                                        : std::string("cannot be looked up: ") + std::strerror(error)));
+    }
+    return found->pw_uid;
+}
+
+/// All digits is a number: no system lets a user have such a name.
+std::string uid_of(const std::string& word)
+{
+    const auto number = number_in(word);
+    return std::to_string(number ? *number : uid_of_name(word));
+}
+
+} // namespace
+
+CLI::Validator at_most(std::size_t length_bytes)
+{
+    return {[length_bytes](const std::string& text) {
+                return text.size() <= length_bytes ? std::string()
+                                                   : "longer than " + std::to_string(length_bytes) + " bytes";
+            },
+            ""};
+}
+
+CLI::Option* add_source_options(CLI::App& command, Source& source)
+{
+    const auto note = [&source](const std::string& /*word*/) { source.given = true; };
+    command.add_option("--source", source.name, "Name of the source that asks for it")
+        ->option_text("NAME")
+        ->each(note);
+    return command
+        .add_option("--source-type", source.type, "Type of that source, a number of the service; 1")
+        ->option_text("N")
+        ->each(note);
+}
+
+CLI::Option* add_uid_option(CLI::App& command, std::uint32_t& uid)
+{
+    uid = ::getuid();
+    return command.add_option("--uid", uid, "The user, by name or number; the caller")
+        ->option_text("USER")
+        ->transform(uid_of);
+}
+
+} // namespace tresk::ctl
