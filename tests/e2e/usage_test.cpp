@@ -63,6 +63,7 @@ constexpr Mistake kMistakes[] = {
      "SUBJECT: \"cat\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path"},
     {"MessageTypeDoesNotFit", "notify ppro /bin/cat --type 65536 --value 1",
      "Could not convert: --type = 65536"},
+    {"FlagWithAValue", "ppro list --json=x", "a flag takes no value"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, UsageTest, ::testing::ValuesIn(kMistakes),
