@@ -12,7 +12,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" OR CMAKE_CXX_COMPILER_ID STREQUAL "GNU
   add_link_options(-Wl,-z,defs)
 endif()
 
+# The same flag for all: some dependencies bring it, and precompiled headers want all alike.
+find_package(Threads REQUIRED)
+
 add_library(tresk_options INTERFACE)
+target_compile_options(tresk_options INTERFACE -pthread)
+target_link_libraries(tresk_options INTERFACE Threads::Threads)
 target_compile_options(tresk_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual -Wformat=2
   -Wno-format-nonliteral -Wundef

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 find_package(PkgConfig REQUIRED)
-find_package(Threads REQUIRED)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0>=2.66 gio-unix-2.0)
 pkg_check_modules(XML2 REQUIRED IMPORTED_TARGET libxml-2.0>=2.9)
 pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto>=1.1)

@@ -8,7 +8,7 @@ namespace {
 constexpr int kReleaseAttempts = 1000;
 constexpr gulong kReleasePauseMicroseconds = 100;
 
-Object<GDBusConnection> connect(GError** error)
+Object<GDBusConnection> new_connection(GError** error)
 {
     const Handle<char, ::g_free> address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error));
     if (!address) {
@@ -16,8 +16,8 @@ Object<GDBusConnection> connect(GError** error)
     }
     constexpr auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    return Object<GDBusConnection>(
-        g_dbus_connection_new_for_address_sync(address.get(), flags, nullptr, nullptr, error));
+    return Object<GDBusConnection>(G_DBUS_CONNECTION(
+        g_object_new(G_TYPE_DBUS_CONNECTION, "address", address.get(), "flags", flags, nullptr)));
 }
 
 /// A look at an object that may be gone.
@@ -57,7 +57,11 @@ void PrivateContext::drain() noexcept
     }
 }
 
-BusConnection::BusConnection(GError** error) : connection_(connect(error)) {}
+BusConnection::BusConnection(GError** error)
+    : connection_(new_connection(error)),
+      connected_(connection_ && g_initable_init(G_INITABLE(connection_.get()), nullptr, error) != FALSE)
+{
+}
 
 /// GDBus's own thread may hold the connection at this moment, to tell our context that the bus went away.
 /// That news keeps the connection alive, and the connection our context, so it is waited for.

@@ -42,7 +42,7 @@ class PrivateContext {
 /// The connection; what was made on it must be released before.
 class BusConnection {
   public:
-    /// Connects. Where that fails there is no connection, and @error says why.
+    /// Connects. Where that fails the connection is of no use, and @error says why.
     explicit BusConnection(GError** error);
     ~BusConnection();
     BusConnection(const BusConnection&) = delete;
@@ -50,11 +50,12 @@ class BusConnection {
 
     [[nodiscard]] GDBusConnection* get() const noexcept { return connection_.get(); }
 
-    explicit operator bool() const noexcept { return connection_ != nullptr; }
+    explicit operator bool() const noexcept { return connected_; }
 
   private:
     PrivateContext context_;
-    Object<GDBusConnection> connection_;
+    Object<GDBusConnection> connection_; ///< also where connecting failed: it is then not yet let go of
+    bool connected_;
 };
 
 } // namespace tresk

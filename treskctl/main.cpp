@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 
 namespace tresk::ctl {
@@ -93,6 +94,16 @@ int report_usage(const CLI::App& app, const CLI::ParseError& error, bool json)
     return status;
 }
 
+/// A flag that is given a value it cannot mean ("--json=x") is the parser's only complaint of another type.
+void parse(CLI::App& app, int argc, char** argv)
+{
+    try {
+        app.parse(argc, argv);
+    } catch (const std::invalid_argument&) {
+        throw CLI::ArgumentMismatch("a flag takes no value");
+    }
+}
+
 int run_command_line(int argc, char** argv)
 {
     CLI::App app("Administer the tresk security framework", "treskctl");
@@ -100,7 +111,7 @@ int run_command_line(int argc, char** argv)
     const bool json = asks_for_json({argv, static_cast<std::size_t>(argc)});
     try {
         configure(app, run);
-        app.parse(argc, argv);
+        parse(app, argc, argv);
         run.perform();
         return run.finish();
     } catch (const CLI::ParseError& error) {

@@ -84,6 +84,7 @@ constexpr Mistake kMistakes[] = {
     {"DistinctIsNoNumber", "bwlist distinct on", "Could not convert: VALUE = on"},
     {"NoValueForBlocking", "notify pblk /a --type 1 --value 1",
      "The following arguments were not expected: 1 --value"},
+    {"FlagWithAValue", "ppro list --json=x", "a flag takes no value"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, UsageTest, ::testing::ValuesIn(kMistakes),

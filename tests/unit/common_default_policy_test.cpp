@@ -30,7 +30,7 @@ std::ptrdiff_t files_in(const std::filesystem::path& folder)
 
 class DefaultPolicy : public ::testing::Test {
   protected:
-    void create() const { create_default_policy(file.c_str(), "ppro_root"); }
+    void create() const { create_default_policy(file.c_str(), {"ppro_root"}); }
 
     TempDir folder;
     std::filesystem::path file = folder / "policy.xml";
@@ -48,7 +48,7 @@ TEST_F(DefaultPolicy, HasMode0644WhateverTheUmask)
     const mode_t before = ::umask(0077);
     create();
     ::umask(0);
-    create_default_policy((folder / "other.xml").c_str(), "ppro_root");
+    create_default_policy((folder / "other.xml").c_str(), {"ppro_root"});
     ::umask(before);
     EXPECT_EQ(mode_of(file), 0644U);
     EXPECT_EQ(mode_of(folder / "other.xml"), 0644U);
@@ -74,7 +74,7 @@ TEST_F(DefaultPolicy, NeverReplacesAFileThatHoldsSomething)
 
 TEST_F(DefaultPolicy, MakesNoDirectory)
 {
-    create_default_policy((folder / "none/policy.xml").c_str(), "ppro_root");
+    create_default_policy((folder / "none/policy.xml").c_str(), {"ppro_root"});
     EXPECT_EQ(files_in(folder.path()), 0);
 }
 
@@ -93,12 +93,21 @@ TEST_F(DefaultPolicy, LeavesAllAsItIsWithoutADescriptor)
     rlimit before = {};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none = {0, before.rlim_max};
+    const std::string missing = file;
+    const std::string empty = folder / "other.xml";
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    create();
-    create_default_policy((folder / "other.xml").c_str(), "ppro_root");
+    // Nothing of the fixture in between: a sanitizer that looks at its type needs descriptors itself.
+    create_default_policy(missing.c_str(), {"ppro_root"});
+    create_default_policy(empty.c_str(), {"ppro_root"});
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_EQ(read_file(file), std::nullopt);
     EXPECT_EQ(read_file(folder / "other.xml"), "");
+}
+
+TEST_F(DefaultPolicy, GivesTheRootAnAttributeWhereThereIsOne)
+{
+    create_default_policy(file.c_str(), {"tresk_root", "user_dist", "1"});
+    EXPECT_EQ(read_file(file), "<?xml version=\"1.0\"?>\n<tresk_root user_dist=\"1\"/>\n");
 }
 
 /// A file system of one page, which a file fills.
@@ -118,7 +127,7 @@ class FullDisk : public ::testing::Test {
 
 TEST_F(FullDisk, LeavesNoHalfFileBehind)
 {
-    create_default_policy(file.c_str(), "ppro_root");
+    create_default_policy(file.c_str(), {"ppro_root"});
     EXPECT_EQ(read_file(file), std::nullopt);
     EXPECT_EQ(files_in(folder.path()), 1);
 }
@@ -126,16 +135,16 @@ TEST_F(FullDisk, LeavesNoHalfFileBehind)
 TEST_F(FullDisk, LeavesAnEmptyFileEmpty)
 {
     write_file(file, "");
-    create_default_policy(file.c_str(), "ppro_root");
+    create_default_policy(file.c_str(), {"ppro_root"});
     EXPECT_EQ(read_file(file), "");
     EXPECT_EQ(files_in(folder.path()), 2);
 }
 
 TEST_F(FullDisk, IsFilledOnceThereIsRoom)
 {
-    create_default_policy(file.c_str(), "ppro_root");
+    create_default_policy(file.c_str(), {"ppro_root"});
     std::filesystem::remove(folder / "filler");
-    create_default_policy(file.c_str(), "ppro_root");
+    create_default_policy(file.c_str(), {"ppro_root"});
     EXPECT_EQ(read_file(file), kEmptyPolicy);
 }
 

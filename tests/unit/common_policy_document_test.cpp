@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "common/default_policy.h"
 #include "common/policy_document.h"
 #include "tests/support/capture.h"
 #include "tests/support/framework_double.h"
@@ -105,8 +106,15 @@ class PolicyFile : public FrameworkTest {
 
     TempDir folder;
     std::filesystem::path file = folder / "policy.xml";
-    std::string default_file = file;
-    PolicyFormat format{"ppro_root", "tresk_ppro", default_file.c_str()};
+    PolicyFormat format{"ppro_root", "tresk_ppro", kWrongRoot, [](const char* asked) {
+                            created_for = asked;
+                            create_default_policy(default_file.empty() ? asked : default_file.c_str(),
+                                                  {"ppro_root"});
+                        }};
+
+    /// Where the family has its own policy; empty: where the reader was sent.
+    static inline std::string default_file;
+    static inline std::string created_for;
 };
 
 // --- nodes ---
@@ -387,7 +395,6 @@ TEST_F(PolicyFile, EmptyFileIsFilledAndTheCallFails)
 TEST_F(PolicyFile, MissingFileOfAnotherNameCreatesTheFamilysOwn)
 {
     default_file = folder / "default.xml";
-    format.default_file = default_file.c_str();
     EXPECT_FALSE(opens());
     EXPECT_EQ(read_file(file), std::nullopt);
     EXPECT_EQ(read_file(default_file), "<?xml version=\"1.0\"?>\n<ppro_root/>\n");
@@ -396,10 +403,94 @@ TEST_F(PolicyFile, MissingFileOfAnotherNameCreatesTheFamilysOwn)
 TEST_F(PolicyFile, MissingFileOfAnotherNameLeavesAnExistingPolicy)
 {
     default_file = folder / "default.xml";
-    format.default_file = default_file.c_str();
     write_file(default_file, "<ppro_root><a/></ppro_root>");
     EXPECT_FALSE(opens());
     EXPECT_EQ(read_file(default_file), "<ppro_root><a/></ppro_root>");
+}
+
+TEST_F(PolicyFile, MissingFileIsToldToTheFamilyByTheNameThatWasAsked)
+{
+    EXPECT_FALSE(opens());
+    EXPECT_EQ(created_for, file);
+}
+
+TEST_F(PolicyFile, FamilyWithoutAnEmptyPolicyCreatesNone)
+{
+    format.create_default = nullptr;
+    EXPECT_FALSE(opens());
+    EXPECT_EQ(read_file(file), std::nullopt);
+}
+
+TEST_F(PolicyFile, FamilyWithoutAMessageLogsNoWrongRoot)
+{
+    write_file(file, "<other/>");
+    format.wrong_root = nullptr;
+    EXPECT_FALSE(opens());
+    EXPECT_TRUE(framework().logs.empty());
+}
+
+// --- groups of nodes ---
+
+TEST_F(PolicyFile, GivesTheNodesOfTheGroupsThatAreEntered)
+{
+    write_file(
+        file, "<ppro_root>text<g id='1'><a/>x</g><!-- c --><g id='2'><b/></g><g id='3'><c/></g></ppro_root>");
+    const PolicyDocument document(format, file.c_str(), "reader");
+    std::string seen;
+    document.for_each_grouped_node(
+        [&](const PolicyNode& head) {
+            EXPECT_TRUE(head.children.empty());
+            const std::string_view id = head.attribute("id").value_or("none");
+            seen += id;
+            return id == "2" ? Group::pass : Group::enter;
+        },
+        [&](const PolicyNode& node) {
+            seen += node.kind == NodeKind::element ? node.name : "#";
+            return Walk::on;
+        });
+    EXPECT_EQ(seen, "1a#23c");
+}
+
+TEST_F(PolicyFile, StopEndsTheWalkOverAllGroups)
+{
+    write_file(file, "<ppro_root><g><a/><b/></g><g><c/></g></ppro_root>");
+    const PolicyDocument document(format, file.c_str(), "reader");
+    int nodes = 0;
+    int heads = 0;
+    const auto count_node = [&](const PolicyNode&) {
+        ++nodes;
+        return Walk::stop;
+    };
+    document.for_each_grouped_node(
+        [&](const PolicyNode&) {
+            ++heads;
+            return Group::enter;
+        },
+        count_node);
+    EXPECT_EQ(heads, 1);
+    EXPECT_EQ(nodes, 1);
+    document.for_each_grouped_node([](const PolicyNode&) { return Group::stop; }, count_node);
+    EXPECT_EQ(nodes, 1);
+}
+
+TEST_F(PolicyFile, GivesTheRootsFirstAttributeByItsNameAlone)
+{
+    write_file(file, "<ppro_root first='1' second='2'/>");
+    const PolicyDocument document(format, file.c_str(), "reader");
+    EXPECT_EQ(document.first_root_attribute("first"), "1");
+    EXPECT_EQ(document.first_root_attribute("second"), std::nullopt);
+}
+
+TEST_F(PolicyFile, ErrorLeftByEarlierWorkCountsUntilItIsReset)
+{
+    write_file(file, "<ppro_root/>");
+    const std::string broken = folder / "broken.xml";
+    write_file(broken, "<ppro_root>");
+    captured_stderr([&] { EXPECT_FALSE(reads_without_error(broken.c_str())); });
+    EXPECT_FALSE(reads_without_error(file.c_str()));
+    EXPECT_TRUE(opens());
+    EXPECT_FALSE(xml_error_is_left());
+    EXPECT_TRUE(reads_without_error(file.c_str()));
 }
 
 } // namespace
