@@ -1127,7 +1127,7 @@ int tresk_pblk_get_same_node_by_hash(const char *hash, int *count);
  * The edits change @path in place: a leading "/data" is cut where the path without it is the same file. The
  * scene library is asked first; when it fails, its code is returned and said on standard output, and the
  * service is not asked. They return the service's answer, or -1 when the call failed or a text cannot be sent
- * (nothing is changed then).
+ * (nothing but @path is changed then).
  */
 
 /**
