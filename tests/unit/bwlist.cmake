@@ -8,13 +8,11 @@ tresk_add_tests(NAME unit_bwlist_files
   LIBRARIES tresk_extend_objects framework_double test_support
   SANDBOX --no-bus --no-kernel)
 
-# Memory that runs out, in the place of the C library's: no sanitizer can stand there as well.
-if(NOT TRESK_SANITIZE)
+if(TARGET failing_memory)
   tresk_add_tests(NAME unit_bwlist_memory
     SOURCES
       ${CMAKE_CURRENT_LIST_DIR}/bwlist_files.cpp
       ${CMAKE_CURRENT_LIST_DIR}/bwlist_memory_test.cpp
-      ${CMAKE_CURRENT_LIST_DIR}/ppro_failing_memory.cpp
-    LIBRARIES tresk_extend_objects framework_double test_support
+    LIBRARIES tresk_extend_objects framework_double failing_memory test_support
     SANDBOX --no-bus --no-kernel)
 endif()

@@ -3,10 +3,8 @@
 // Every reader with its first, second, third... request for memory refused: it gives its failure value and
 // leaves the outputs alone, or does its whole work all the same; and it leaks nothing.
 #include "common/handles.h"
+#include "tests/support/failing_memory.h"
 #include "tests/unit/netctl_files.h"
-#include "tests/unit/ppro_failing_memory.h"
-
-#include <libxml/xmlerror.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,28 +12,6 @@
 namespace tresk::test {
 
 namespace {
-
-/// What came of one call: whether it failed with its outputs untouched, did all of its work, or neither; and
-/// the block that it gave to its caller.
-struct Outcome {
-    bool failed = false;
-    bool complete = false;
-    void* given = nullptr;
-};
-
-/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory.
-constexpr long kLeftByParser = 2;
-
-struct Function {
-    const char* name;
-    Outcome (*call)();
-    long may_leave = kLeftByParser; ///< blocks, over all refusals
-};
-
-std::ostream& operator<<(std::ostream& out, const Function& function)
-{
-    return out << function.name;
-}
 
 constexpr char kFirst[] = "/a/name/that/is/longer/than/any/small/text";
 
@@ -94,7 +70,7 @@ Outcome record_of_user()
     return of_record(Read(kUid, "/c"));
 }
 
-const Function kFunctions[] = {
+const WatchedCall kFunctions[] = {
     {"All", [] { return of_array(tresk_netctl_read_all_data); }},
     {"WithUid", array_of_user<std::uint32_t, tresk_netctl_read_all_data_with_uid>},
     {"ExtWithUid", array_of_user<std::int32_t, tresk_netctl_ext_read_all_data_with_uid>},
@@ -107,7 +83,7 @@ const Function kFunctions[] = {
     {"Hash", get_hash, 0},
 };
 
-class NetctlWithoutMemory : public NetctlFilesTest, public ::testing::WithParamInterface<Function> {
+class NetctlWithoutMemory : public NetctlFilesTest, public ::testing::WithParamInterface<WatchedCall> {
   protected:
     void SetUp() override
     {
@@ -121,29 +97,6 @@ class NetctlWithoutMemory : public NetctlFilesTest, public ::testing::WithParamI
             write_file(file,
                        text.insert(text.find("<tresk_root"), "<!DOCTYPE tresk_root [<!ENTITY e \"text\">]>"));
         }
-        GetParam().call(); // what libraries allocate once and keep
-        xmlResetLastError();
-    }
-
-    /// Refuses each request in turn; the number of requests.
-    static long refuse_each(bool from_there_on)
-    {
-        long left = 0;
-        for (long nth = 1;; ++nth) {
-            FailingMemory memory(nth, from_there_on);
-            const Outcome outcome = GetParam().call();
-            framework().reset(); // these two let go of what they were told
-            xmlResetLastError();
-            memory.stop();
-            ::free(outcome.given);
-            left += memory.left() - (outcome.given == nullptr ? 0 : 1);
-            EXPECT_LE(left, GetParam().may_leave) << "leak at request " << nth;
-            if (!memory.refused()) {
-                EXPECT_TRUE(outcome.complete);
-                return nth - 1;
-            }
-            EXPECT_TRUE(outcome.failed || outcome.complete) << "neither at request " << nth;
-        }
     }
 };
 
@@ -151,12 +104,12 @@ INSTANTIATE_TEST_SUITE_P(Functions, NetctlWithoutMemory, ::testing::ValuesIn(kFu
 
 TEST_P(NetctlWithoutMemory, FailsOrDoesItsWorkAtEachRefusal)
 {
-    EXPECT_GT(refuse_each(false), 0);
+    EXPECT_GT(refuse_each(GetParam(), false), 0);
 }
 
 TEST_P(NetctlWithoutMemory, FailsOrDoesItsWorkWhenMemoryStaysOut)
 {
-    EXPECT_GT(refuse_each(true), 0);
+    EXPECT_GT(refuse_each(GetParam(), true), 0);
 }
 
 TEST_F(NetctlFilesTest, PathHashSaysThatItsResultFoundNoMemory)

@@ -3,10 +3,8 @@
 // Every function of the family with its first, second, third... request for memory refused: it gives its
 // failure value and leaves the outputs alone, or does its whole work all the same; and it leaks nothing.
 #include "common/handles.h"
+#include "tests/support/failing_memory.h"
 #include "tests/unit/pblk_files.h"
-#include "tests/unit/ppro_failing_memory.h"
-
-#include <libxml/xmlerror.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,28 +12,6 @@
 namespace tresk::test {
 
 namespace {
-
-/// What came of one call: whether it failed with its outputs untouched, did all of its work, or neither; and
-/// the block that it gave to its caller.
-struct Outcome {
-    bool failed = false;
-    bool complete = false;
-    void* given = nullptr;
-};
-
-/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory.
-constexpr long kLeftByParser = 2;
-
-struct Function {
-    const char* name;
-    Outcome (*call)();
-    long may_leave = kLeftByParser; ///< blocks, over all refusals
-};
-
-std::ostream& operator<<(std::ostream& out, const Function& function)
-{
-    return out << function.name;
-}
 
 constexpr char kLongName[] = "a long source, past any small text";
 
@@ -79,7 +55,7 @@ Outcome get_hash()
     return {hash == nullptr, hash != nullptr && std::strncmp(hash, "ba7816bf", 8) == 0, hash};
 }
 
-const Function kFunctions[] = {
+const WatchedCall kFunctions[] = {
     {"ReadAll", read_all},
     {"ReadAllZdk", read_all_zdk},
     {"ReadNodeWithPath",
@@ -93,7 +69,7 @@ const Function kFunctions[] = {
 constexpr char kQualifiers[] =
     "data_source_type=\"1\" data_source_name=\"a long source, past any small text\"";
 
-class PblkWithoutMemory : public PblkFilesTest, public ::testing::WithParamInterface<Function> {
+class PblkWithoutMemory : public PblkFilesTest, public ::testing::WithParamInterface<WatchedCall> {
   protected:
     void SetUp() override
     {
@@ -102,40 +78,18 @@ class PblkWithoutMemory : public PblkFilesTest, public ::testing::WithParamInter
                                     node("/a", "ha", kQualifiers) + node("/b", "hb", kQualifiers) +
                                     node("/c&e;", "a&e;c", kQualifiers) + "</pblk_root>");
     }
-
-    /// Calls with ever later requests refused until none is; answers how many calls met a refusal.
-    static long refuse_each(bool from_there_on)
-    {
-        ::free(GetParam().call().given); // what libraries keep for ever is there from now on
-        long left = 0;
-        for (long nth = 1;; ++nth) {
-            FailingMemory memory(nth, from_there_on);
-            const Outcome outcome = GetParam().call();
-            framework().reset(); // these two let go of what they were told
-            xmlResetLastError();
-            memory.stop();
-            ::free(outcome.given);
-            left += memory.left() - (outcome.given == nullptr ? 0 : 1);
-            EXPECT_LE(left, GetParam().may_leave) << "leak at request " << nth;
-            if (!memory.refused()) {
-                EXPECT_TRUE(outcome.complete);
-                return nth - 1;
-            }
-            EXPECT_TRUE(outcome.failed || outcome.complete) << "neither at request " << nth;
-        }
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Functions, PblkWithoutMemory, ::testing::ValuesIn(kFunctions), by_name);
 
 TEST_P(PblkWithoutMemory, FailsOrDoesItsWorkAtEachRefusal)
 {
-    EXPECT_GT(refuse_each(false), 0);
+    EXPECT_GT(refuse_each(GetParam(), false), 0);
 }
 
 TEST_P(PblkWithoutMemory, FailsOrDoesItsWorkWhenMemoryStaysOut)
 {
-    EXPECT_GT(refuse_each(true), 0);
+    EXPECT_GT(refuse_each(GetParam(), true), 0);
 }
 
 TEST_F(PblkFilesTest, PathHashSaysThatMemoryRanOut)

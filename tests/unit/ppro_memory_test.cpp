@@ -3,36 +3,12 @@
 // Every function of the family with its first, second, third... request for memory refused: it gives its
 // failure value and leaves the outputs alone, or does its whole work all the same; and it leaks nothing.
 #include "common/handles.h"
-#include "tests/unit/ppro_failing_memory.h"
+#include "tests/support/failing_memory.h"
 #include "tests/unit/ppro_files.h"
-
-#include <libxml/xmlerror.h>
 
 namespace tresk::test {
 
 namespace {
-
-/// What came of one call: whether it failed with its outputs untouched, did all of its work, or neither; and
-/// the block that it gave to its caller.
-struct Outcome {
-    bool failed = false;
-    bool complete = false;
-    void* given = nullptr;
-};
-
-/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory.
-constexpr long kLeftByParser = 2;
-
-struct Function {
-    const char* name;
-    Outcome (*call)();
-    long may_leave = kLeftByParser; ///< blocks, over all refusals
-};
-
-std::ostream& operator<<(std::ostream& out, const Function& function)
-{
-    return out << function.name;
-}
 
 Outcome of_array(ppro_node_info* records, int count)
 {
@@ -97,7 +73,7 @@ Outcome check_blacklist()
     return of_code(ppro_path_in_blacklist(path), 1, -1);
 }
 
-const Function kFunctions[] = {
+const WatchedCall kFunctions[] = {
     {"ReadAll", read_all},
     {"ReadAllZdk", read_all_zdk},
     {"ReadNodeWithPath", [] { return of_record(tresk_ppro_read_node_with_path_sm("/b"), "/b"); }},
@@ -120,7 +96,7 @@ const Function kFunctions[] = {
 
 constexpr char kQualifier[] = "data_source_name=\"a long source, past any small text\"";
 
-class PproWithoutMemory : public PproFilesTest, public ::testing::WithParamInterface<Function> {
+class PproWithoutMemory : public PproFilesTest, public ::testing::WithParamInterface<WatchedCall> {
   protected:
     void SetUp() override
     {
@@ -132,40 +108,18 @@ class PproWithoutMemory : public PproFilesTest, public ::testing::WithParamInter
         write_file(kConfigurationFile, "action=kill\naction=log\n");
         write_file(kBlacklistFile, "/first\n/usr/bin/a\n");
     }
-
-    /// Calls with ever later requests refused until none is; answers how many calls met a refusal.
-    static long refuse_each(bool from_there_on)
-    {
-        ::free(GetParam().call().given); // what libraries keep for ever is there from now on
-        long left = 0;
-        for (long nth = 1;; ++nth) {
-            FailingMemory memory(nth, from_there_on);
-            const Outcome outcome = GetParam().call();
-            framework().reset(); // these two let go of what they were told
-            xmlResetLastError();
-            memory.stop();
-            ::free(outcome.given);
-            left += memory.left() - (outcome.given == nullptr ? 0 : 1);
-            EXPECT_LE(left, GetParam().may_leave) << "leak at request " << nth;
-            if (!memory.refused()) {
-                EXPECT_TRUE(outcome.complete);
-                return nth - 1;
-            }
-            EXPECT_TRUE(outcome.failed || outcome.complete) << "neither at request " << nth;
-        }
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Functions, PproWithoutMemory, ::testing::ValuesIn(kFunctions), by_name);
 
 TEST_P(PproWithoutMemory, FailsOrDoesItsWorkAtEachRefusal)
 {
-    EXPECT_GT(refuse_each(false), 0);
+    EXPECT_GT(refuse_each(GetParam(), false), 0);
 }
 
 TEST_P(PproWithoutMemory, FailsOrDoesItsWorkWhenMemoryStaysOut)
 {
-    EXPECT_GT(refuse_each(true), 0);
+    EXPECT_GT(refuse_each(GetParam(), true), 0);
 }
 
 TEST_F(PproFilesTest, PathHashSaysThatMemoryRanOut)

@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "tests/unit/ppro_failing_memory.h"
+#include "tests/support/failing_memory.h"
+
+#include "tests/support/framework_double.h"
+
+#include <gtest/gtest.h>
+#include <libxml/xmlerror.h>
 
 #include <cerrno>
 #include <cstddef>
-#include <limits>
+#include <cstdlib>
+#include <ostream>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are the C library's.
@@ -104,6 +110,33 @@ bool FailingMemory::refused() const
 long FailingMemory::left() const
 {
     return watch.left;
+}
+
+std::ostream& operator<<(std::ostream& out, const WatchedCall& watched)
+{
+    return out << watched.name;
+}
+
+long refuse_each(const WatchedCall& watched, bool from_there_on)
+{
+    ::free(watched.call().given); // what libraries keep for ever is there from now on
+    xmlResetLastError();
+    long left = 0;
+    for (long nth = 1;; ++nth) {
+        FailingMemory memory(nth, from_there_on);
+        const Outcome outcome = watched.call();
+        framework().reset(); // these two let go of what they were told
+        xmlResetLastError();
+        memory.stop();
+        ::free(outcome.given);
+        left += memory.left() - (outcome.given == nullptr ? 0 : 1);
+        EXPECT_LE(left, watched.may_leave) << "leak at request " << nth;
+        if (!memory.refused()) {
+            EXPECT_TRUE(outcome.complete);
+            return nth - 1;
+        }
+        EXPECT_TRUE(outcome.failed || outcome.complete) << "neither at request " << nth;
+    }
 }
 
 } // namespace tresk::test

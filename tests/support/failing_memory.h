@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// Memory that runs out when a test says so: the process's allocator, which counts and can refuse. It stands
+// in for the C library's in the whole process, libraries included, so it goes without sanitizers.
+#ifndef TRESK_TESTS_SUPPORT_FAILING_MEMORY_H
+#define TRESK_TESTS_SUPPORT_FAILING_MEMORY_H
+
+#include <iosfwd>
+
+namespace tresk::test {
+
+/// Watches this thread's allocations while it lives.
+class FailingMemory {
+  public:
+    /// Which requests are refused: the @nth from now (counted from 1), and, with @from_there_on, all after
+    /// it.
+    FailingMemory(long nth, bool from_there_on);
+    ~FailingMemory();
+    FailingMemory(const FailingMemory&) = delete;
+    FailingMemory& operator=(const FailingMemory&) = delete;
+
+    /// From here on nothing is refused or counted.
+    void stop();
+    /// Whether a request was refused.
+    [[nodiscard]] bool refused() const;
+    /// Blocks allocated and not released while it watched.
+    [[nodiscard]] long left() const;
+};
+
+/// What came of one call: whether it failed with its outputs untouched, did all of its work, or neither; and
+/// the block that it gave to its caller.
+struct Outcome {
+    bool failed = false;
+    bool complete = false;
+    void* given = nullptr;
+};
+
+/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory.
+inline constexpr long kLeftByParser = 2;
+
+/// A function whose requests for memory are refused one after the other.
+struct WatchedCall {
+    const char* name;
+    Outcome (*call)();
+    long may_leave = kLeftByParser; ///< blocks, over all refusals
+};
+
+std::ostream& operator<<(std::ostream& out, const WatchedCall& watched);
+
+/// Calls with ever later requests refused until none is, and expects each call to fail or to do all of its
+/// work and to leave nothing behind. Answers how many calls met a refusal.
+long refuse_each(const WatchedCall& watched, bool from_there_on);
+
+} // namespace tresk::test
+
+#endif
