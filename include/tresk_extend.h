@@ -36,21 +36,21 @@ struct _GError;
  */
 enum tresk_status {
     TRESK_SUCCESS = 0,
-    TRESK_ERROR_AUTHORISATION = -1001,      /* authorisation failed */
-    TRESK_ERROR_CANCELLED = -1002,          /* authorisation cancelled by the user */
-    TRESK_ERROR_DISABLED = -1003,           /* the framework is disabled */
-    TRESK_ERROR_DATABASE = -1004,           /* the service's policy store failed */
-    TRESK_ERROR_LABEL_READ = -1005,         /* a label could not be read */
-    TRESK_ERROR_LABEL_WRITE = -1006,        /* a label could not be written */
-    TRESK_ERROR_INVALID_ARGUMENT = -1007,   /* an argument was refused */
-    TRESK_ERROR_LIST = -1008,               /* a list could not be extracted */
-    TRESK_ERROR_FILE_ATTRIBUTE = -1009,     /* a file attribute could not be read or written */
-    TRESK_ERROR_CONFIGURATION = -1010,      /* configuration error */
-    TRESK_ERROR_SERVICE = -1011,            /* unknown service error, no usable bus, unresolvable path */
-    TRESK_ERROR_NETWORK_CONTROL = -1012,    /* network control error */
-    TRESK_ERROR_DEVICE_CONTROL = -1013,     /* device control error */
-    TRESK_ERROR_DEVICE_EXISTS = -1014,      /* the device entry exists already */
-    TRESK_ERROR_DEVICE_UNCHANGED = -1015    /* repeated device update */
+    TRESK_ERROR_AUTHORISATION = -1001,    /* authorisation failed */
+    TRESK_ERROR_CANCELLED = -1002,        /* authorisation cancelled by the user */
+    TRESK_ERROR_DISABLED = -1003,         /* the framework is disabled */
+    TRESK_ERROR_DATABASE = -1004,         /* the service's policy store failed */
+    TRESK_ERROR_LABEL_READ = -1005,       /* a label could not be read */
+    TRESK_ERROR_LABEL_WRITE = -1006,      /* a label could not be written */
+    TRESK_ERROR_INVALID_ARGUMENT = -1007, /* an argument was refused */
+    TRESK_ERROR_LIST = -1008,             /* a list could not be extracted */
+    TRESK_ERROR_FILE_ATTRIBUTE = -1009,   /* a file attribute could not be read or written */
+    TRESK_ERROR_CONFIGURATION = -1010,    /* configuration error */
+    TRESK_ERROR_SERVICE = -1011,          /* unknown service error, no usable bus, unresolvable path */
+    TRESK_ERROR_NETWORK_CONTROL = -1012,  /* network control error */
+    TRESK_ERROR_DEVICE_CONTROL = -1013,   /* device control error */
+    TRESK_ERROR_DEVICE_EXISTS = -1014,    /* the device entry exists already */
+    TRESK_ERROR_DEVICE_UNCHANGED = -1015  /* repeated device update */
 };
 
 /* ---- Calling the service ------------------------------------------------------------------------------ */
@@ -75,8 +75,7 @@ enum tresk_status {
  * logged and recorded.
  */
 struct _GVariant *process_dbus_method(const char *object_path, const char *interface_name,
-                                      const char *method_name, struct _GVariant *parameters,
-                                      int *error_code);
+                                      const char *method_name, struct _GVariant *parameters, int *error_code);
 
 /**
  * process_dbus_other_method - the same for a service of the caller's choice
@@ -413,15 +412,15 @@ extern int32_t user_distinguish;
 
 /*
  * The readers read "/etc/tresk/netctl/netctl.xml", or the file they are given, afresh at every call. A policy
- * file that is missing or empty is created empty under its name, with the setting that user_distinguish holds,
- * and the call fails. An entry without path, hash or type is left out, as is one whose path is longer than
- * 4095 bytes.
+ * file that is missing or empty is created empty under its name, with the setting that user_distinguish
+ * holds, and the call fails. An entry without path, hash or type is left out, as is one whose path is longer
+ * than 4095 bytes.
  *
  * Array readers return @count contiguous records, or null: with @count 0 when no entry is accepted, with
  * @count unwritten when the file could not be read (a null @count or file fails likewise).
  *
- * The user filter (the readers with a uid): while user_distinguish is 0 the uid plays no part and every user's
- * entries count; else those of the first user element with this uid alone.
+ * The user filter (the readers with a uid): while user_distinguish is 0 the uid plays no part and every
+ * user's entries count; else those of the first user element with this uid alone.
  */
 
 /**
@@ -498,9 +497,9 @@ netctl_ext_node_info *tresk_netctl_ext_read_node_with_uid(uint32_t uid, const ch
  * @path: the path
  * @uid: the user, who counts while user_distinguish is not 0
  *
- * SM3 of the path's first 4095 bytes, or of "path+uid", of which what stands behind the path's first 4085 bytes
- * is cut to ten ("+" and nine characters of the uid). Sixty-four zeros while the framework's
- * function status 8 is 1.
+ * SM3 of the path's first 4095 bytes, or of "path+uid", of which what stands behind the path's first 4085
+ * bytes is cut to ten ("+" and nine characters of the uid). Sixty-four zeros while the framework's function
+ * status 8 is 1.
  *
  * Returns: 64 lowercase hexadecimal digits, to be released with free(), or null for a null @path or when
  * memory runs out.
@@ -727,8 +726,8 @@ int tresk_netctl_pkg_path_add(void);
  * Asks rpm through a shell pipeline, or dpkg-query where there is no rpm. Names with characters that mean
  * something to a shell are refused.
  *
- * Returns: 1 installed, 0 not installed (also for an empty name, one with a line feed or one of more than 4094
- * bytes), -1 for null, for a refused name or when the query could not be run.
+ * Returns: 1 installed, 0 not installed (also for an empty name, one with a line feed or one of more than
+ * 4094 bytes), -1 for null, for a refused name or when the query could not be run.
  */
 int check_pkg_is_install(const char *pkgname);
 
@@ -1039,8 +1038,8 @@ typedef struct pblk_node_info {
 
 /*
  * The readers read "/etc/tresk/pblk/pblk.xml", or the file they are given, as the process protection readers
- * read theirs. An entry may carry the type and the name of the data source that asked for it; each reader says
- * how it goes by them.
+ * read theirs. An entry may carry the type and the name of the data source that asked for it; each reader
+ * says how it goes by them.
  */
 
 /**
