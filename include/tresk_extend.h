@@ -273,7 +273,8 @@ int64_t get_tid(void);
  * @value: sent in front of the hash
  *
  * Waits up to one second for the module's answer. An answer other than "succeeded" is logged, and is
- * success all the same.
+ * success all the same. A signal handler that runs during the wait fails the exchange, though the message has
+ * gone out.
  *
  * Returns: 0 when an answer came, -1 for a null @hash or a failed exchange.
  */

@@ -276,14 +276,10 @@ std::string billion_laughs(const std::string& body)
 TEST_F(PolicyFile, EntitiesThatExpandWithoutEndAreNeverExpanded)
 {
     const auto start = std::chrono::steady_clock::now();
-    const std::vector<Node> nodes = nodes_of(billion_laughs("<a><h>&l12;</h></a>"));
+    const Node node = only_node_of(billion_laughs("<a><h>&l12;</h></a>"));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-    // The parser gives up at the first reference, so what is left of the document may be little.
-    for (const Node& node : nodes) {
-        for (const Child& child : node.children) {
-            EXPECT_LE(child.text.value_or("").size(), 10'000'000U);
-        }
-    }
+    // The parser itself gives up at the first reference and recovers what stood before it.
+    EXPECT_EQ(node.children, (std::vector<Child>{{NodeKind::element, "h", ""}}));
 }
 
 TEST_F(PolicyFile, EntitiesOfAllNodesTogetherExpandToTenMillionBytesAtMost)
