@@ -3,6 +3,8 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0>=2.66 gio-unix-2.0)
 pkg_check_modules(XML2 REQUIRED IMPORTED_TARGET libxml-2.0>=2.9)
 pkg_check_modules(CRYPTO REQUIRED IMPORTED_TARGET libcrypto>=1.1)
+pkg_check_modules(KMOD REQUIRED IMPORTED_TARGET libkmod)
+pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
 
 # The bounded copy: libboundscheck where it is installed, else libsafec, which offers the same calls. The
 # folder chosen here holds the one header that differs between them.

@@ -50,15 +50,35 @@ Malloced<char> absolute_path(const char* path)
     return Malloced<char>(get_absolute_path(path));
 }
 
-void shorten_data_path(char* path)
+const char* without_data(const char* path)
 {
-    if (!starts_below_data(path) || path_is_same(path, path + kData.size()) != 1) {
-        return;
+    if (!starts_below_data(path)) {
+        return path;
     }
     const char* rest = path + kData.size();
+    return path_is_same(path, rest) == 1 ? rest : path;
+}
+
+void shorten_data_path(char* path)
+{
+    const char* rest = without_data(path);
+    if (rest == path) {
+        return;
+    }
     const std::size_t length = cut_to_characters(rest, kPathKept).size();
     std::memmove(path, rest, length);
     path[length] = '\0';
+}
+
+Malloced<char> stored_path(Source source, const char* path)
+{
+    Malloced<char> stored = absolute_path(path);
+    if (!stored) {
+        report_unresolved_path(source, path);
+        return nullptr;
+    }
+    shorten_data_path(stored.get());
+    return stored;
 }
 
 std::string lookup_key(const char* path)

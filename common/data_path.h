@@ -7,6 +7,7 @@
 #define TRESK_COMMON_DATA_PATH_H
 
 #include "common/handles.h"
+#include "common/report.h"
 
 #include <string>
 
@@ -20,9 +21,17 @@ inline constexpr std::size_t kLookupKeyKept = 4096;
 /// @path made absolute by the framework, or null with errno set (EINVAL for a null path).
 Malloced<char> absolute_path(const char* path);
 
+/// @path past its leading "/data" where it is below "/data/home" or "/data/root" and the rest names the same
+/// file; else @path.
+const char* without_data(const char* path);
+
 /// Cuts the leading "/data" of a path below "/data/home" or "/data/root" in place, provided that the path
 /// without it names the same file.
 void shorten_data_path(char* path);
+
+/// @path in the form in which edits store it: absolute and shortened. Null, logged and recorded, where it
+/// cannot be made absolute.
+Malloced<char> stored_path(Source source, const char* path);
 
 /// The form under which entries for the absolute path @path are looked up: with "/data" in front where
 /// "/home" or "/root" is bound from there.

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace tresk {
@@ -25,6 +26,9 @@ struct ServiceObject {
     const char* path;
     const char* interface;
 };
+
+/// What concerns files and users: more than one family asks it.
+inline constexpr ServiceObject kXattrService = {"/xattr", "com.meron.tresk.xattr"};
 
 /// The exported function on whose behalf something is done: its module and name appear in its failures.
 struct Caller {
@@ -51,14 +55,21 @@ struct ServiceAnswer {
 /// EINVAL, logged and recorded as -1007. Edits ask this before their first step, so that none is half done.
 bool can_travel(const Caller& caller, std::initializer_list<const char*> texts);
 
-/// The members of an argument tuple, in order.
+/// Texts that travel as one array.
+struct TextArray {
+    const char* const* texts;
+    std::size_t count;
+};
+
+/// The members of an argument tuple, in order: numbers, texts, arrays of texts, or values that a family built
+/// (null: one of its texts cannot travel).
 class ServiceArguments {
   public:
     template <class... Members>
     explicit ServiceArguments(Members... members)
     {
         members_.reserve(sizeof...(members));
-        (add(members), ...);
+        (add(std::move(members)), ...);
     }
 
     /// False when a text cannot travel.
@@ -74,13 +85,27 @@ class ServiceArguments {
 
     void add(const char* member);
 
+    void add(const TextArray& member);
+
+    void add(Variant member);
+
     void own(GVariant* member) { members_.emplace_back(g_variant_ref_sink(member)); }
 
     std::vector<Variant> members_;
     bool sendable_ = true;
 };
 
-/// Calls @method of @object and reads the reply's first member as an int32.
+/// What came of a call: the reply's first member, or the status code that says why there is none.
+struct ServiceReply {
+    Variant member;
+    std::int32_t error_code = 0;
+};
+
+/// Calls @method of @object and takes the reply's first member, which has to be of @type.
+ServiceReply call_service(const Caller& caller, const ServiceObject& object, const char* method,
+                          const ServiceArguments& arguments, const GVariantType* type);
+
+/// The same for the many methods that answer an int32.
 ServiceAnswer ask_service(const Caller& caller, const ServiceObject& object, const char* method,
                           const ServiceArguments& arguments);
 

@@ -16,7 +16,6 @@ constexpr char kSource[] = "status_dbus";
 constexpr int kLogSwitchedOn = 1;
 constexpr int kLogSwitchedOff = 2;
 
-constexpr ServiceObject kXattr = {"/xattr", "com.meron.tresk.xattr"};
 constexpr ServiceObject kConf = {"/conf", "com.meron.tresk.conf"};
 constexpr ServiceObject kModule = {"/module", "com.meron.tresk.module"};
 constexpr ServiceObject kNetflow = {"/netflow", "com.meron.tresk.netflow"};
@@ -81,13 +80,13 @@ using namespace tresk;
 
 TRESK_EXPORT int tresk_setstatus(int status)
 {
-    return tell_switch(ask("tresk_setstatus", kXattr, "tresk_xattr_set_status", status), status);
+    return tell_switch(ask("tresk_setstatus", kXattrService, "tresk_xattr_set_status", status), status);
 }
 
 TRESK_EXPORT int tresk_set_func_status(int function_index, int status)
 {
     return tell_function_switch(
-        ask("tresk_set_func_status", kXattr, "tresk_xattr_set_func_status", function_index, status),
+        ask("tresk_set_func_status", kXattrService, "tresk_xattr_set_func_status", function_index, status),
         function_index, status);
 }
 

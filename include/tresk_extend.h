@@ -258,6 +258,337 @@ int getBootMode_dbus(void);
  */
 int tresk_netflow_perm_check(void);
 
+/* ---- File labels --------------------------------------------------------------------------------------- */
+
+/*
+ * The setters for one path make it absolute, cut a leading "/data" of a path below "/data/home" or "/data/root"
+ * where the path without it is the same file, and change the running scene through the framework's scene
+ * library, whose code they return: 0 done, -2 present already, -3 not present, other negative numbers its own.
+ * They return -2 for a null argument and -1 for another label (both recorded as -1007), and -1 for a path that
+ * cannot be made absolute (recorded as -1011). The label itself is not stored; it only says what is to be done.
+ */
+
+/**
+ * struct tresk_label_record - one path and its label, an element of a batch (4128 bytes)
+ * @path: the path, NUL-terminated; taken as it is given
+ * @label: the label, NUL-terminated
+ */
+typedef struct tresk_label_record {
+    char path[4096];
+    char label[32];
+} tresk_label_record;
+
+/**
+ * struct tresk_dpkg_label_record - one path as a package-manager hook hands it over (4132 bytes)
+ * @path: the path, NUL-terminated; taken as it is given
+ * @unread: the hook's own, not read
+ */
+typedef struct tresk_dpkg_label_record {
+    char path[4096];
+    char unread[36];
+} tresk_dpkg_label_record;
+
+/**
+ * tresk_label_set - give a file its execution label attribute
+ * @path: the file
+ *
+ * A failure of the scene library is also said on standard output.
+ *
+ * Returns: the scene library's code; -1 for null (recorded as -1007) or an unresolvable path.
+ */
+int tresk_label_set(const char *path);
+
+/**
+ * tresk_protect_set_zdk - protect a file, or end its protection
+ * @path: the file
+ * @label: "readonly" or "verify" to protect, "none" to end it
+ * @mode: not used
+ * @extra: not used; may be null
+ *
+ * Returns: 0 also when the file was protected already, or was not; else as all setters of one path.
+ */
+int tresk_protect_set_zdk(const char *path, const char *label, int mode, const char *extra);
+
+/**
+ * tresk_protect_set - the same with mode 0
+ * @path: the file
+ * @label: the label
+ * Returns: as tresk_protect_set_zdk().
+ */
+int tresk_protect_set(const char *path, const char *label);
+
+/**
+ * tresk_protect_set_sm - the same with mode 1
+ * @path: the file
+ * @label: the label
+ * Returns: as tresk_protect_set_zdk().
+ */
+int tresk_protect_set_sm(const char *path, const char *label);
+
+/**
+ * tresk_protect_set_for_dir_zdk - protect all files below a directory in one step, or end their protection
+ * @path: the directory, not made absolute; anything else is handled by tresk_protect_set_zdk()
+ * @label: "none" ends the protection, any other text protects; null is refused for a directory too (-2)
+ * @mode: not used
+ * @extra: not used; may be null
+ *
+ * Returns: for a directory the scene library's code, logged unless 0, or -1 when it cannot be listed; for
+ * anything else 0, or -1 for every failure. -1 for a null @path, without a word.
+ */
+int tresk_protect_set_for_dir_zdk(const char *path, const char *label, int mode, const char *extra);
+
+/**
+ * tresk_protect_set_for_dir - the same with mode 0
+ * @path: the directory
+ * @label: the label
+ * Returns: as tresk_protect_set_for_dir_zdk().
+ */
+int tresk_protect_set_for_dir(const char *path, const char *label);
+
+/**
+ * tresk_protect_set_for_dir_sm - the same with mode 1
+ * @path: the directory
+ * @label: the label
+ * Returns: as tresk_protect_set_for_dir_zdk().
+ */
+int tresk_protect_set_for_dir_sm(const char *path, const char *label);
+
+/**
+ * tresk_identify_set - deny a path to all users, and give it to an administrator's role
+ * @path: the path
+ * @label: "secadm", "audadm", or "none" to deny it only: tresk_identify_multi_set() alone takes the denial away
+ *
+ * Returns: the code of the last step; a path that is denied already (-2) does not end the call.
+ */
+int tresk_identify_set(const char *path, const char *label);
+
+/**
+ * tresk_exectl_set - put a file on the white list of execution control, or take it off
+ * @path: the file
+ * @label: "unknown" takes it off; "original", "verified", "mesoft", "parent", "script" and "trusted" put it on
+ *
+ * Returns: as all setters of one path.
+ */
+int tresk_exectl_set(const char *path, const char *label);
+
+/**
+ * tresk_check_user_valid - have the service check a user's credential through PAM
+ * @user: the user's name
+ * @credential: what PAM asks for, such as the password
+ *
+ * Returns: the service's answer, -1001 to -1015 when the call failed, -2 for null (recorded as -1007).
+ */
+int tresk_check_user_valid(const char *user, const char *credential);
+
+/*
+ * The batch setters change the running scene in one call for all paths, which are taken as they are given. They
+ * return -2 for null and for a count of 0 or less (recorded as -1007).
+ */
+
+/**
+ * tresk_protect_multi_set - protect many files, or end their protection
+ * @records: the files
+ * @count: number of records
+ *
+ * The label of the first record decides for all: "none" ends the protection, any other text protects.
+ *
+ * Returns: @count, or the scene library's code; 0 when memory ran out.
+ */
+int tresk_protect_multi_set(const tresk_label_record *records, int count);
+
+/**
+ * tresk_identify_multi_set - deny paths to all users and give them to roles, or take both away
+ * @records: the paths; each record's label counts for itself
+ * @count: number of records; 0 is a bad argument, less gives 0
+ *
+ * "none" takes the denial and both roles away. "secadm" and "audadm" deny the path to all users and give it to
+ * that role; any other label only denies. What is so already counts as done. A record that fails does not end
+ * the call.
+ *
+ * Returns: the number of records that succeeded.
+ */
+int tresk_identify_multi_set(const tresk_label_record *records, int count);
+
+/**
+ * tresk_exectl_multi_set - put many files on the white list of execution control, or take them off
+ * @records: the files
+ * @count: number of records
+ *
+ * The label of the first record decides for all: "unknown" takes them off, any other text puts them on.
+ *
+ * Returns: the scene library's code; -1 when memory ran out.
+ */
+int tresk_exectl_multi_set(const tresk_label_record *records, int count);
+
+/**
+ * tresk_exectl_multi_set_for_dpkg - give many files their execution label attribute
+ * @records: the files, as a package-manager hook hands them over
+ * @count: number of records
+ * Returns: the scene library's code; -1 when memory ran out.
+ */
+int tresk_exectl_multi_set_for_dpkg(const tresk_dpkg_label_record *records, int count);
+
+/**
+ * tresk_fpro_clear_policy_zdk - end the protection of all files
+ *
+ * Takes the files off one by one and stops at the first that cannot be.
+ *
+ * Returns: 0, or the scene library's code.
+ */
+int tresk_fpro_clear_policy_zdk(void);
+
+/* ---- File hashes --------------------------------------------------------------------------------------- */
+
+/**
+ * tresk_calc_file_hash_value - have the service compute a file's hash
+ * @path: the file, as it is given
+ * Returns: the hash, to be released with free(), or null when it is empty or the call failed.
+ */
+char *tresk_calc_file_hash_value(const char *path);
+
+/**
+ * tresk_get_file_hash_value - ask the service for a file's stored hash
+ * @path: the file, as it is given
+ * Returns: the hash, to be released with free(), or null when it is empty or the call failed.
+ */
+char *tresk_get_file_hash_value(const char *path);
+
+/**
+ * tresk_calc_multi_file_hash_value - have the service compute the hashes of many files in one call
+ * @paths: the files, as they are given
+ * @count: number of paths; 0 or less is a bad argument
+ *
+ * Returns: an array of @count texts of at most 64 characters, in the order of @paths; each text and then the
+ * array are released with free(). Elements are null where the service answered fewer. Null for null, for a bad
+ * count (both recorded as -1007), when the service answered none, and when the call failed.
+ */
+char **tresk_calc_multi_file_hash_value(const char *const *paths, int count);
+
+/**
+ * tresk_get_multi_file_hash_value - ask the service for the stored hashes of many files in one call
+ * @paths: the files, as they are given
+ * @count: number of paths; 0 or less is a bad argument
+ * Returns: as tresk_calc_multi_file_hash_value().
+ */
+char **tresk_get_multi_file_hash_value(const char *const *paths, int count);
+
+/* ---- Kernel module protection -------------------------------------------------------------------------- */
+
+/*
+ * The list of protected kernel modules is the scene library's. Failures are lines on standard error. The forms
+ * with "_sm" and "_zdk" do what the plain one does.
+ */
+
+/**
+ * get_kmod_name_from_ko - read a kernel module's name from its file
+ * @path: the module file; compressed where the platform's libkmod reads it
+ * Returns: the name in a zero-filled buffer of 1024 bytes, to be released with free(), or null.
+ */
+char *get_kmod_name_from_ko(const char *path);
+
+/**
+ * add_to_kmod_protect - protect the module of a file
+ * @path: the module file
+ * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then); -1 for
+ * null, -2 when the name cannot be read, -3 when the scene library failed.
+ */
+int add_to_kmod_protect(const char *path);
+
+/**
+ * add_to_kmod_protect_sm - the "sm" side's name for add_to_kmod_protect()
+ * @path: the module file
+ * Returns: as add_to_kmod_protect().
+ */
+int add_to_kmod_protect_sm(const char *path);
+
+/**
+ * add_to_kmod_protect_zdk - the general form's name for add_to_kmod_protect()
+ * @path: the module file
+ * Returns: as add_to_kmod_protect().
+ */
+int add_to_kmod_protect_zdk(const char *path);
+
+/**
+ * remove_from_kmod_protect - end the protection of the module of a file
+ * @path: the module file
+ * Returns: 0 also when it is not protected; -1 for null, -2 when the name cannot be read, -3 when the scene library
+ * failed.
+ */
+int remove_from_kmod_protect(const char *path);
+
+/**
+ * remove_from_kmod_protect_sm - the "sm" side's name for remove_from_kmod_protect()
+ * @path: the module file
+ * Returns: as remove_from_kmod_protect().
+ */
+int remove_from_kmod_protect_sm(const char *path);
+
+/**
+ * remove_from_kmod_protect_zdk - the general form's name for remove_from_kmod_protect()
+ * @path: the module file
+ * Returns: as remove_from_kmod_protect().
+ */
+int remove_from_kmod_protect_zdk(const char *path);
+
+/**
+ * add_kmod_to_kmod_protect - protect a module
+ * @name: the module's name
+ * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then); -2 for
+ * null, else the scene library's code.
+ */
+int add_kmod_to_kmod_protect(const char *name);
+
+/**
+ * add_kmod_to_kmod_protect_sm - the "sm" side's name for add_kmod_to_kmod_protect()
+ * @name: the module's name
+ * Returns: as add_kmod_to_kmod_protect().
+ */
+int add_kmod_to_kmod_protect_sm(const char *name);
+
+/**
+ * add_kmod_to_kmod_protect_zdk - the general form's name for add_kmod_to_kmod_protect()
+ * @name: the module's name
+ * Returns: as add_kmod_to_kmod_protect().
+ */
+int add_kmod_to_kmod_protect_zdk(const char *name);
+
+/**
+ * remove_kmod_from_kmod_protect - end the protection of a module
+ * @name: the module's name
+ * Returns: 0 also when it is not protected; -1 for null, else the scene library's code.
+ */
+int remove_kmod_from_kmod_protect(const char *name);
+
+/**
+ * remove_kmod_from_kmod_protect_sm - the "sm" side's name for remove_kmod_from_kmod_protect()
+ * @name: the module's name
+ * Returns: as remove_kmod_from_kmod_protect().
+ */
+int remove_kmod_from_kmod_protect_sm(const char *name);
+
+/**
+ * remove_kmod_from_kmod_protect_zdk - the general form's name for remove_kmod_from_kmod_protect()
+ * @name: the module's name
+ * Returns: as remove_kmod_from_kmod_protect().
+ */
+int remove_kmod_from_kmod_protect_zdk(const char *name);
+
+/**
+ * check_kmod_in_sm - ask the service whether a module belongs to the "sm" side's data
+ * @name: the module's name
+ * Returns: 0 it does; else the service's answer; -1 for null, a name that cannot be sent or a failed call.
+ */
+int check_kmod_in_sm(const char *name);
+
+/**
+ * tresk_xattr_check_kmod_del_from_kernel - whether a module may be deleted from the kernel
+ * @name: not used
+ * @mode: not used
+ * @extra: not used
+ * Returns: -1000, always: not available in this release.
+ */
+int tresk_xattr_check_kmod_del_from_kernel(const char *name, uint32_t mode, const char *extra);
+
 /* ---- Kernel notifications ----------------------------------------------------------------------------- */
 
 /**
@@ -350,6 +681,58 @@ int tresk_pblk_communicate_with_kernel_zdk(uint32_t type, const char *hash, int 
  * Returns: as tresk_pblk_communicate_with_kernel_zdk().
  */
 int tresk_pblk_communicate_with_kernel(uint32_t type, const char *hash);
+
+/**
+ * tresk_kmod_communicate_with_kernel_zdk - tell the kernel module about a protected kernel module
+ * @type: message type, sent as it is; 8 is never sent in this release
+ * @name: the module's name, at most 1000 bytes: sending a longer one ends the process
+ * @mode: 0 ordinary caller, 1 the "sm" side
+ * @extra: further text of the caller; may be null
+ *
+ * Waits up to one second for the module's answer.
+ *
+ * Returns: 0 when an answer came, -1 for a null @name or a failed exchange, -1000 for type 8.
+ */
+int tresk_kmod_communicate_with_kernel_zdk(uint32_t type, const char *name, int mode, const char *extra);
+
+/**
+ * tresk_kmod_communicate_with_kernel - the same with mode 0, unless the module is the "sm" side's
+ * @type: message type
+ * @name: the module's name
+ *
+ * Asks check_kmod_in_sm() first. A module of the "sm" side's is left alone: the line "no permission to change
+ * sm data." goes to standard output and the call returns 0.
+ *
+ * Returns: as tresk_kmod_communicate_with_kernel_zdk().
+ */
+int tresk_kmod_communicate_with_kernel(uint32_t type, const char *name);
+
+/**
+ * tresk_kmod_communicate_with_kernel_sm - the same with mode 1, whoever owns the module
+ * @type: message type
+ * @name: the module's name
+ * Returns: as tresk_kmod_communicate_with_kernel_zdk().
+ */
+int tresk_kmod_communicate_with_kernel_sm(uint32_t type, const char *name);
+
+/**
+ * tresk_devctl_communicate_with_kernel - tell the kernel module about a device policy
+ * @type: message type, sent as it is
+ * @data: the bytes to send
+ * @len: their number, at most 1000
+ *
+ * Waits up to one second for the module's answer.
+ *
+ * Returns: 0 when an answer came, -1 for null, more than 1000 bytes or a failed exchange.
+ */
+int tresk_devctl_communicate_with_kernel(uint32_t type, const void *data, uint32_t len);
+
+/**
+ * tresk_convert_exectl_label_to_label_type - the kernel's number of an execution label
+ * @label: the label, not null
+ * Returns: 1 verified, 2 original, 3 mesoft, 4 trusted, 6 parent, 7 script, 5 for any other text.
+ */
+int tresk_convert_exectl_label_to_label_type(const char *label);
 
 /* ---- Network control ---------------------------------------------------------------------------------- */
 
@@ -1162,6 +1545,283 @@ int tresk_pblk_remove_zdk(char *path, int type, const char *name);
  * Returns: as tresk_pblk_remove_zdk().
  */
 int tresk_pblk_remove(char *path);
+
+/* ---- Device control ------------------------------------------------------------------------------------ */
+
+/*
+ * The policies are the scene library's. There are two kinds: for a type of device (1 to 43, no product and vendor
+ * id), and for a product and vendor id (type 0, both ids). Types 1, 17, 18 and 32 to 41 have no policy. USB types
+ * are 0 to 21. Failures are logged and returned as -1.
+ */
+
+/**
+ * struct tresk_device_policy - one device policy (412 bytes)
+ * @dtype: type of device; 0 for a policy by product and vendor id, -1 in a listing for one without a number
+ * @first_utype: USB type; not read by tresk_devctl_batch_add_perm(), filled by the full listing alone
+ * @dpid: product id
+ * @dvid: vendor id
+ * @dperm: permission
+ * @reserved: not read, returned as 0
+ * @serial: serial number, NUL-terminated; listings leave it empty
+ * @utype: USB type
+ * @trailing: not read, returned as zeros
+ */
+typedef struct tresk_device_policy {
+    int32_t dtype;
+    uint32_t first_utype;
+    uint32_t dpid;
+    uint32_t dvid;
+    int32_t dperm;
+    uint32_t reserved;
+    char serial[128];
+    uint32_t utype;
+    char trailing[256];
+} tresk_device_policy;
+
+/**
+ * struct tresk_device_policy_short - one device policy of the "sm" listings (32 bytes)
+ * @dtype: type of device, for policies by type
+ * @zero_after_dtype: 0
+ * @dpid: product id
+ * @dvid: vendor id
+ * @utype: USB type, for policies by product and vendor id
+ * @zero_after_utype: 0
+ * @dperm: permission
+ * @zero_at_end: 0
+ */
+typedef struct tresk_device_policy_short {
+    uint32_t dtype;
+    uint32_t zero_after_dtype;
+    uint32_t dpid;
+    uint32_t dvid;
+    uint32_t utype;
+    uint32_t zero_after_utype;
+    uint32_t dperm;
+    uint32_t zero_at_end;
+} tresk_device_policy_short;
+
+/**
+ * struct tresk_wireless_name - the name of a permitted wireless network (128 bytes)
+ * @name: the name, NUL-terminated
+ */
+typedef struct tresk_wireless_name {
+    char name[128];
+} tresk_wireless_name;
+
+/**
+ * struct tresk_device_record - one device that was seen (548 bytes)
+ * @first: number in column 1 of the database
+ * @second: number in column 8
+ * @third: id in column 2, hexadecimal there
+ * @fourth: id in column 3, hexadecimal there
+ * @text_1: text of column 4, its first 127 bytes
+ * @text_2: text of column 5, its first 127 bytes
+ * @time: text of column 6, its first 19 bytes: a date and time fits
+ * @text_3: text of column 7, its first 255 bytes
+ */
+typedef struct tresk_device_record {
+    int32_t first;
+    int32_t second;
+    uint32_t third;
+    uint32_t fourth;
+    char text_1[128];
+    char text_2[128];
+    char time[20];
+    char text_3[256];
+} tresk_device_record;
+
+/**
+ * tresk_devctl_add_perm - add a device policy
+ * @dtype: type of device, or 0
+ * @utype: USB type; only checked
+ * @dpid: product id, or 0
+ * @dvid: vendor id, or 0
+ * @record_utype: USB type that a policy by product and vendor id is stored with
+ * @serial: serial number of that policy, its first 255 bytes; null for none
+ * @display_name: for the log alone; may be null
+ * @dperm: permission
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_add_perm(uint32_t dtype, uint32_t utype, uint32_t dpid, uint32_t dvid, uint32_t record_utype,
+                          const char *serial, const char *display_name, int dperm);
+
+/**
+ * tresk_devctl_remove_perm - remove a device policy
+ * @dtype: type of device, or 0
+ * @utype: USB type; a policy by product and vendor id is looked for with it
+ * @dpid: product id, or 0
+ * @dvid: vendor id, or 0
+ * @serial: serial number; null for none
+ * @dperm: permission
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_remove_perm(uint32_t dtype, uint32_t utype, uint32_t dpid, uint32_t dvid, const char *serial,
+                             int dperm);
+
+/**
+ * tresk_devctl_update_perm - replace the permission of a device policy
+ * @dtype: type of device, or 0
+ * @utype: USB type of a policy by product and vendor id
+ * @dpid: product id, or 0
+ * @dvid: vendor id, or 0
+ * @serial: serial number; null for none
+ * @display_name: for the log alone; may be null
+ * @dperm: new permission: 1, 2 or 5
+ *
+ * Adds the policy with the new permission, which may be there already, then removes it with the two others,
+ * whatever comes of that.
+ *
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_update_perm(uint32_t dtype, uint32_t utype, uint32_t dpid, uint32_t dvid, const char *serial,
+                             const char *display_name, int dperm);
+
+/**
+ * tresk_devctl_wireless_ctl_add - permit a wireless network
+ * @ssid: its name, at most 126 bytes; one of 127 bytes is registered with an empty name, a longer one refused
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_wireless_ctl_add(const char *ssid);
+
+/**
+ * tresk_devctl_wireless_ctl_del - no longer permit a wireless network
+ * @ssid: its name, as for tresk_devctl_wireless_ctl_add()
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_wireless_ctl_del(const char *ssid);
+
+/**
+ * tresk_devctl_batch_add_perm - add many device policies in two steps, those by type first
+ * @policies: the policies
+ * @count: their number; null and less than 1 give -1
+ *
+ * Policies by product and vendor id are only added when the first element is one, and every element that is no
+ * policy by type counts as one then. Of their serial numbers only the first byte is stored. A type without a
+ * policy is passed on as a record of zeros. What was added stays when the second step fails.
+ *
+ * Returns: 0 or -1.
+ */
+int tresk_devctl_batch_add_perm(const tresk_device_policy *policies, int count);
+
+/**
+ * tresk_devctl_sm_add_perm - add a policy by type in the scene library's own numbers
+ * @device_class: class
+ * @subtype: type within the class
+ * @perm: permission
+ *
+ * Nothing is checked or converted; the answer is logged at level 1.
+ *
+ * Returns: the scene library's code.
+ */
+int tresk_devctl_sm_add_perm(uint32_t device_class, uint32_t subtype, uint32_t perm);
+
+/**
+ * tresk_devctl_sm_remove_perm - remove a policy by type in the scene library's own numbers
+ * @device_class: class
+ * @subtype: type within the class
+ * @perm: permission
+ * Returns: the scene library's code.
+ */
+int tresk_devctl_sm_remove_perm(uint32_t device_class, uint32_t subtype, uint32_t perm);
+
+/*
+ * Listings return @count contiguous records, to be released with free(), or null for a null @count and on
+ * failure. @count is then untouched, but where a listing says otherwise.
+ */
+
+/**
+ * tresk_devctl_read_all_dev_data - all device policies, those by type first
+ * @count: receives the number of records
+ * Returns: the records; with nothing to list an array all the same, and 0.
+ */
+tresk_device_policy *tresk_devctl_read_all_dev_data(int *count);
+
+/**
+ * tresk_devctl_read_not_special_data - the policies by type
+ * @count: receives the number of records
+ * Returns: the records, or null when there is none.
+ */
+tresk_device_policy *tresk_devctl_read_not_special_data(int *count);
+
+/**
+ * tresk_devctl_read_special_xmldata - the policies by product and vendor id
+ * @count: receives the number of records
+ * Returns: the records, or null when there is none.
+ */
+tresk_device_policy *tresk_devctl_read_special_xmldata(int *count);
+
+/**
+ * tresk_devctl_read_all_ssid_data - the permitted wireless networks
+ * @count: receives the number of names
+ * Returns: the names, or null when the scene library gives no list;
+ * an empty list gives an array all the same, and 0.
+ */
+tresk_wireless_name *tresk_devctl_read_all_ssid_data(int *count);
+
+/**
+ * tresk_devctl_sm_get_no_special - the policies by type as short records
+ * @count: receives the number of records
+ * Returns: the records; with nothing to list an array all the same, and 0.
+ */
+tresk_device_policy_short *tresk_devctl_sm_get_no_special(int *count);
+
+/**
+ * tresk_devctl_sm_read_special_xmldata - the policies by product and vendor id as short records
+ * @count: receives the number of records, 0 also when there is none
+ * Returns: the records, or null when there is none.
+ */
+tresk_device_policy_short *tresk_devctl_sm_read_special_xmldata(int *count);
+
+/**
+ * device_record_get - the devices seen in the last 60 days, newest first
+ * @count: receives the number of records
+ *
+ * Reads the table device_record of "/etc/tresk/db/whlist.db". Failures, and an empty answer, are logged.
+ *
+ * Returns: the records, or null when there is none.
+ */
+tresk_device_record *device_record_get(int *count);
+
+/**
+ * tresk_devctl_xdg_insert_record - have the service add devices to the record
+ * @records: the devices
+ * @count: their number; null and less than 1 give -1
+ * Returns: the service's answer; -1 when the call failed or a text cannot be sent.
+ */
+int tresk_devctl_xdg_insert_record(const tresk_device_record *records, int count);
+
+/**
+ * tresk_devctl_auto_sync_config - does nothing in this release
+ * Returns: 0.
+ */
+int tresk_devctl_auto_sync_config(void);
+
+/**
+ * tresk_devctl_read_sys_devinfo - does nothing in this release
+ * Returns: null.
+ */
+void *tresk_devctl_read_sys_devinfo(void);
+
+/**
+ * tresk_devctl_rebind_usb_device - does nothing in this release
+ * Returns: 0.
+ */
+int tresk_devctl_rebind_usb_device(void);
+
+/**
+ * tresk_devctl_get_sm - does nothing in this release
+ */
+void tresk_devctl_get_sm(void);
+
+/**
+ * tresk_devctl_sm_clean_all_policies - does nothing in this release
+ */
+void tresk_devctl_sm_clean_all_policies(void);
+
+/**
+ * tresk_devctl_load_vex_policies - does nothing in this release
+ */
+void tresk_devctl_load_vex_policies(void);
 
 /* ---- Package black and white lists -------------------------------------------------------------------- */
 

@@ -18,26 +18,14 @@ constexpr SceneChange kAdd = {tresk_scene_taskctl_add_by_path, -2, 1,
 constexpr SceneChange kRemove = {tresk_scene_taskctl_remove_by_path, -3, 0,
                                  "tresk scene ppro remove failed ret: %d\n"};
 
-/// @path in the form in which the list keeps it; null, reported on @caller's behalf, where there is none.
-Malloced<char> listed_path(const Caller& caller, const char* path)
-{
-    Malloced<char> listed = absolute_path(path);
-    if (!listed) {
-        report_unresolved_path(caller.source, path);
-        return nullptr;
-    }
-    shorten_data_path(listed.get());
-    return listed;
-}
-
 /// One edit: the scene's @change where it has one, then @method, told the path and what @after_path says.
 template <class... Members>
 int edit(const Caller& caller, const char* method, const SceneChange* change, const char* path,
          Members... after_path)
 {
-    const Malloced<char> listed = listed_path(caller, path);
-    return listed ? make_edit({caller, kService, method, change}, listed.get(),
-                              ServiceArguments(listed.get(), after_path...))
+    const Malloced<char> stored = stored_path(caller.source, path);
+    return stored ? make_edit({caller, kService, method, change}, stored.get(),
+                              ServiceArguments(stored.get(), after_path...))
                   : kEditFailed;
 }
 

@@ -72,9 +72,21 @@ std::string shown(const char* text)
     return text == nullptr ? "(null)" : text;
 }
 
-[[maybe_unused]] std::string shown(int number)
+std::string shown(int number)
 {
     return std::to_string(number);
+}
+
+int answer_of(const std::string& function, const std::string& argument)
+{
+    const std::map<std::string, int>& results = framework().scene_results;
+    for (const std::string& key : {function + " " + argument, function}) {
+        const auto scripted = results.find(key);
+        if (scripted != results.end()) {
+            return scripted->second;
+        }
+    }
+    return 0;
 }
 
 /// Records a scene function's call and gives its scripted answer.
@@ -84,23 +96,42 @@ int scene(const char* function, First first, Rest... rest)
     std::string argument = shown(first);
     ((argument += " " + shown(rest)), ...);
     const std::lock_guard lock(recording());
-    FrameworkDouble& double_ = framework();
-    double_.scene_calls.push_back({function, argument});
-    double_.order.push_back(std::string("scene ") + function);
-    const auto scripted = double_.scene_results.find(function);
-    return scripted == double_.scene_results.end() ? 0 : scripted->second;
+    framework().scene_calls.push_back({function, argument});
+    framework().order.push_back(std::string("scene ") + function);
+    return answer_of(function, argument);
 }
 
-char** malloced_list(const std::vector<std::string>& paths)
+std::string shown_list(char** paths, int count)
 {
-    if (paths.empty()) {
-        return nullptr;
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += shown(paths[i]) + " ";
     }
-    auto** list = static_cast<char**>(std::calloc(paths.size(), sizeof(char*)));
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        list[i] = ::strdup(paths[i].c_str());
+    return text + std::to_string(count);
+}
+
+int scene_list(const char* function, char** paths, int count)
+{
+    return scene(function, shown_list(paths, count).c_str());
+}
+
+template <class Record>
+int scene_records(const char* function, const Record* records, int count)
+{
+    {
+        const std::lock_guard lock(recording());
+        framework().scene_bytes.emplace_back(reinterpret_cast<const char*>(records),
+                                             sizeof(Record) * static_cast<std::size_t>(count));
     }
-    return list;
+    return scene(function, count);
+}
+
+/// A getter's call stands in the order of events.
+template <class Get>
+auto scene_get(const char* function, const Get& get, int* count)
+{
+    framework().note(std::string("scene ") + function);
+    return get(count);
 }
 
 std::string quoted(const std::optional<std::string>& text)
@@ -110,8 +141,22 @@ std::string quoted(const std::optional<std::string>& text)
 
 } // namespace
 
+char** malloced_list(const std::vector<std::string>& texts)
+{
+    if (texts.empty()) {
+        return nullptr;
+    }
+    auto** list = static_cast<char**>(std::calloc(texts.size(), sizeof(char*)));
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        list[i] = ::strdup(texts[i].c_str());
+    }
+    return list;
+}
+
 FrameworkDouble::FrameworkDouble()
-    : get_absolute_path(absolute_or_below_working_directory),
+    : protected_files([](int*) { return nullptr; }), device_types([](int*) { return nullptr; }),
+      device_pvids([](int*) { return nullptr; }), wireless_networks([](int*) { return nullptr; }),
+      get_absolute_path(absolute_or_below_working_directory),
       path_is_mount_bind([](const char*, const char*) { return 0; }),
       path_is_same([](const char*, const char*) { return 0; }), path_is_dir([](const char*) { return 0; }),
       paths_in_dir([](const char*) { return std::vector<std::string>(); }),
@@ -249,6 +294,23 @@ char* ltrim_anyway(char* text)
 
 // Scene functions: one line each, in the order of common/framework.h.
 // clang-format off
+int tresk_scene_filectl_add_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_filectl_remove_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_filectl_multi_add_by_path(char** paths, int count) { return scene_list(__func__, paths, count); }
+int tresk_scene_filectl_multi_remove_by_path(char** paths, int count) { return scene_list(__func__, paths, count); }
+char** tresk_scene_filectl_get_policy(int* count) { return scene_get(__func__, framework().protected_files, count); }
+int tresk_scene_admctl_add_path_for_deny_all_user(const char* path) { return scene(__func__, path); }
+int tresk_scene_admctl_remove_path_from_deny_all_user(const char* path) { return scene(__func__, path); }
+int tresk_scene_admctl_add_path_for_user(int role, const char* path) { return scene(__func__, role, path); }
+int tresk_scene_admctl_remove_path_from_user(int role, const char* path) { return scene(__func__, role, path); }
+int tresk_scene_exectl_xattr_set(const char* path) { return scene(__func__, path); }
+int tresk_scene_exectl_xattr_multi_set(char** paths, int count) { return scene_list(__func__, paths, count); }
+int tresk_scene_exectl_wlist_add(const char* path) { return scene(__func__, path); }
+int tresk_scene_exectl_wlist_delete(const char* path) { return scene(__func__, path); }
+int tresk_scene_exectl_wlist_multi_add(char** paths, int count) { return scene_list(__func__, paths, count); }
+int tresk_scene_exectl_wlist_multi_delete(char** paths, int count) { return scene_list(__func__, paths, count); }
+int tresk_scene_kmodctl_add_by_name(const char* name) { return scene(__func__, name); }
+int tresk_scene_kmodctl_remove_by_name(const char* name) { return scene(__func__, name); }
 int tresk_scene_netctl_add_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_netctl_remove_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_netctl_add_by_package(const char* package) { return scene(__func__, package); }
@@ -257,6 +319,15 @@ int tresk_scene_pblkctl_add_by_path(const char* path) { return scene(__func__, p
 int tresk_scene_pblkctl_remove_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_taskctl_add_by_path(const char* path) { return scene(__func__, path); }
 int tresk_scene_taskctl_remove_by_path(const char* path) { return scene(__func__, path); }
+int tresk_scene_add_devctl_by_type(type_record* records, int count) { return scene_records(__func__, records, count); }
+int tresk_scene_remove_devctl_by_type(type_record* records, int count) { return scene_records(__func__, records, count); }
+int tresk_scene_add_devctl_by_pvid(pvid_record* records, int count) { return scene_records(__func__, records, count); }
+int tresk_scene_remove_devctl_by_pvid(pvid_record* records, int count) { return scene_records(__func__, records, count); }
+int tresk_scene_add_devctl_by_netcard_name(netcard_record* records, int count) { return scene_records(__func__, records, count); }
+int tresk_scene_remove_devctl_by_netcard_name(netcard_record* records, int count) { return scene_records(__func__, records, count); }
+type_record* tresk_scene_get_devctl_all_types(int* count) { return scene_get(__func__, framework().device_types, count); }
+pvid_record* tresk_scene_get_devctl_all_pvid(int* count) { return scene_get(__func__, framework().device_pvids, count); }
+netcard_record* tresk_scene_get_devctl_netcard(int* count) { return scene_get(__func__, framework().wireless_networks, count); }
 
 // clang-format on
 

@@ -5,9 +5,13 @@
 #ifndef TRESK_TESTS_SUPPORT_FRAMEWORK_DOUBLE_H
 #define TRESK_TESTS_SUPPORT_FRAMEWORK_DOUBLE_H
 
+#include "common/framework.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <optional>
@@ -35,7 +39,8 @@ struct ErrorRecord {
     std::optional<std::string> text;
 };
 
-/// One call of a scene function, its arguments joined by single blanks.
+/// One call of a scene function, its arguments joined by single blanks; of a list its elements and then their
+/// number, of device records their number alone.
 struct SceneCall {
     std::string function;
     std::string argument;
@@ -56,11 +61,20 @@ struct FrameworkDouble {
     std::vector<LogLine> logs;
     std::vector<ErrorRecord> errors;
     std::vector<SceneCall> scene_calls;
+    /// The bytes of the device records of each call that took some, in order.
+    std::vector<std::string> scene_bytes;
     /// "scene NAME", "log" and "error" in the order in which they came, and what others note().
     std::vector<std::string> order;
 
-    /// Scene functions' answers by function name; 0 where there is none.
+    /// Scene functions' answers by "FUNCTION ARGUMENT" as in scene_calls, else by "FUNCTION"; 0 where there
+    /// is neither.
     std::map<std::string, int> scene_results;
+    /// What the scene's getters return: malloc'd, and the caller's. By default null, with the count
+    /// untouched.
+    std::function<char**(int*)> protected_files;
+    std::function<type_record*(int*)> device_types;
+    std::function<pvid_record*(int*)> device_pvids;
+    std::function<netcard_record*(int*)> wireless_networks;
     /// By default the path itself, with the working directory in front of a relative one; missing files are
     /// fine.
     std::function<char*(const char*)> get_absolute_path;
@@ -82,6 +96,24 @@ struct FrameworkDouble {
 
 /// The one of this process.
 FrameworkDouble& framework();
+
+/// A malloc'd array of malloc'd copies, as the framework hands lists out; null for none.
+char** malloced_list(const std::vector<std::string>& texts);
+
+/// What a getter of device records returns: a malloc'd copy of @records, null for none, their number.
+template <class Record>
+std::function<Record*(int*)> records_getter(std::vector<Record> records)
+{
+    return [records = std::move(records)](int* count) -> Record* {
+        *count = static_cast<int>(records.size());
+        if (records.empty()) {
+            return nullptr;
+        }
+        auto* copy = static_cast<Record*>(std::malloc(records.size() * sizeof(Record)));
+        std::copy(records.begin(), records.end(), copy);
+        return copy;
+    };
+}
 
 /// A test that starts with the framework's defaults and nothing recorded.
 class FrameworkTest : public ::testing::Test {
