@@ -22,3 +22,7 @@ tresk_add_channel_tests(communicate_notification_tests
 tresk_add_channel_tests(communicate_family_notification_tests
   communicate_netctl_notification_test.cpp communicate_pblk_guard_test.cpp
   communicate_pblk_notification_test.cpp)
+tresk_add_channel_tests(communicate_module_notification_tests
+  communicate_devctl_notification_test.cpp communicate_kmod_notification_test.cpp)
+target_link_options(communicate_module_notification_tests PRIVATE
+  -Wl,--wrap=tresk_xattr_check_kmod_del_from_kernel)
