@@ -15,10 +15,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -134,38 +136,62 @@ std::optional<int> fault_of(const char* function)
     return fault == faults.end() ? std::nullopt : std::optional{fault->second};
 }
 
-int add(const std::string& name, const char* text)
+using Batch = std::span<const char* const>;
+
+Texts with(Texts texts, Batch added)
 {
-    const Policy policy{name};
-    Texts texts = policy.read();
-    if (std::ranges::find(texts, text) != texts.end()) {
-        return PRESENT_ALREADY;
+    std::unordered_set<std::string> present{texts.begin(), texts.end()};
+    for (const char* text : added) {
+        if (present.insert(text).second) {
+            texts.emplace_back(text);
+        }
     }
-    texts.emplace_back(text);
-    policy.write(texts);
-    return DONE;
+    return texts;
 }
 
-int remove(const std::string& name, const char* text)
+Texts without(Texts texts, Batch removed)
 {
-    const Policy policy{name};
-    Texts texts = policy.read();
-    if (std::erase(texts, text) == 0) {
-        return NOT_PRESENT;
-    }
-    policy.write(texts);
-    return DONE;
+    const std::unordered_set<std::string_view> unwanted{removed.begin(), removed.end()};
+    std::erase_if(texts, [&](const std::string& text) { return unwanted.contains(text); });
+    return texts;
 }
 
-/// Runs @change unless a fault is set for @function.
-template <class Change>
-int changed(const char* function, const char* text, Change change) noexcept
+/// What a change does to a policy's texts: it adds some or takes some away, never both.
+using Edit = Texts (*)(Texts texts, Batch batch);
+
+/// Whether the edit changed the policy.
+bool edited(const char* policy_name, Batch batch, Edit edit)
+{
+    const Policy policy{policy_name};
+    const Texts texts = policy.read();
+    const Texts changed = edit(texts, batch);
+    if (changed.size() == texts.size()) {
+        return false;
+    }
+    policy.write(changed);
+    return true;
+}
+
+bool is_whole(const tresk_standin_scene_batch& batch)
+{
+    return batch.count == 0 || (batch.count > 0 && batch.texts != nullptr &&
+                                std::none_of(batch.texts, batch.texts + batch.count,
+                                             [](const char* text) { return text == nullptr; }));
+}
+
+/// Edits the policy unless a fault is set for @function.
+int change(const char* function, const char* policy, const tresk_standin_scene_batch& batch,
+           Edit edit) noexcept
 {
     return tresk::at_edge<int>(FAILED, [&]() -> int {
         if (const auto fault = fault_of(function)) {
             return *fault;
         }
-        return text == nullptr ? FAILED : change();
+        if (!is_whole(batch)) {
+            return FAILED;
+        }
+        const Batch texts{batch.texts, static_cast<std::size_t>(batch.count)};
+        return edited(policy, texts, edit) || texts.empty() ? DONE : batch.unchanged;
     });
 }
 
@@ -173,18 +199,34 @@ int changed(const char* function, const char* text, Change change) noexcept
 
 TRESK_EXPORT int tresk_standin_scene_add(const char* function, const char* policy, const char* text)
 {
-    return changed(function, text, [&] { return add(policy, text); });
+    return change(function, policy, {&text, 1, PRESENT_ALREADY}, with);
 }
 
 TRESK_EXPORT int tresk_standin_scene_remove(const char* function, const char* policy, const char* text)
 {
-    return changed(function, text, [&] { return remove(policy, text); });
+    return change(function, policy, {&text, 1, NOT_PRESENT}, without);
+}
+
+TRESK_EXPORT int tresk_standin_scene_add_all(const char* function, const char* policy,
+                                             tresk_standin_scene_batch batch)
+{
+    return change(function, policy, batch, with);
+}
+
+TRESK_EXPORT int tresk_standin_scene_remove_all(const char* function, const char* policy,
+                                                tresk_standin_scene_batch batch)
+{
+    return change(function, policy, batch, without);
 }
 
 TRESK_EXPORT char** tresk_standin_scene_list(const char* function, const char* policy, int* count)
 {
     return tresk::at_edge<char**>(nullptr, [&]() -> char** {
-        if (count == nullptr || fault_of(function)) {
+        if (count == nullptr) {
+            return nullptr;
+        }
+        if (const auto fault = fault_of(function)) {
+            *count = *fault;
             return nullptr;
         }
         const Texts texts = Policy{policy}.read();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "standin/service/atomic_file.h"
 
+#include "standin/service/descriptor.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,28 +22,6 @@ namespace {
 {
     throw std::system_error(errno, std::generic_category(), subject.string());
 }
-
-class Descriptor {
-  public:
-    explicit Descriptor(int number) noexcept : number_(number) {}
-
-    ~Descriptor()
-    {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor(Descriptor&&) = delete;
-    Descriptor& operator=(Descriptor&&) = delete;
-
-    [[nodiscard]] int get() const noexcept { return number_; }
-
-  private:
-    int number_;
-};
 
 /// The new content on its way: a file in the same folder that disappears unless it is moved into place.
 class Draft {

@@ -114,12 +114,17 @@ std::string described(const Call& call, const Answer& answer)
     return call.fault.kind == Fault::Kind::kDeath ? "died" : "silent";
 }
 
+std::string described_arguments(const Call& call)
+{
+    return call.method.confidential ? "(...)" : printed(arguments_of(call));
+}
+
 void audit(const Call& call, const Answer& answer)
 {
     const char* sender = g_dbus_method_invocation_get_sender(call.invocation.get());
     append_audit(call.folders.state / "service.log", {.sender = sender == nullptr ? "-" : sender,
                                                       .method = call.method.name,
-                                                      .arguments = printed(arguments_of(call)),
+                                                      .arguments = described_arguments(call),
                                                       .answer = described(call, answer)});
 }
 

@@ -30,6 +30,18 @@ std::span<const Method> pblk_methods();
 // bwlist.cpp
 std::span<const Method> bwlist_methods();
 
+// file_hashes.cpp
+std::span<const Method> file_hash_methods();
+
+// user_check.cpp
+std::span<const Method> user_check_methods();
+
+// kmod.cpp
+std::span<const Method> kmod_methods();
+
+// device_records.cpp
+std::span<const Method> device_record_methods();
+
 } // namespace tresk::service
 
 #endif

@@ -20,6 +20,7 @@ namespace error_name {
 inline constexpr char kAuthFailed[] = "MERON.TRESK.AUTH.FAILED";
 inline constexpr char kDisabled[] = "MERON.TRESK.DISABLED";
 inline constexpr char kDatabase[] = "MERON.TRESK.DATABASE.ERR";
+inline constexpr char kFileAttribute[] = "MERON.TRESK.FILE.ATTR.ERR";
 inline constexpr char kInvalidArgument[] = "MERON.TRESK.INVALID.ARG";
 inline constexpr char kConfiguration[] = "MERON.TRESK.CONF.ERR";
 } // namespace error_name
@@ -56,6 +57,8 @@ struct Method {
     const char* output;
     /// Gets the argument tuple, of the type of @input; returns the answer tuple, or throws Refusal.
     Variant (*handler)(const Folders& folders, GVariant* arguments);
+    /// Whether the arguments stay out of the audit log.
+    bool confidential = false;
 };
 
 /// The methods that one family brings to the object "/word" with the interface "com.meron.tresk.word". Two

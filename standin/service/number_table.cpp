@@ -9,12 +9,12 @@
 
 namespace tresk::service {
 
-namespace {
-
-[[noreturn]] void refuse_line(const std::filesystem::path& file, const std::string& line)
+void refuse_line(const std::filesystem::path& file, const std::string& line)
 {
     throw Refusal(error_name::kConfiguration, file.string() + ": unreadable line \"" + line + "\"");
 }
+
+namespace {
 
 int parse_number(const std::filesystem::path& file, std::string_view text)
 {

@@ -11,6 +11,9 @@
 
 namespace tresk::service {
 
+/// Refuses a state file because of a line that says nothing known.
+[[noreturn]] void refuse_line(const std::filesystem::path& file, const std::string& line);
+
 using NumberTable = std::map<std::string, int>;
 
 /// The file's lines, but for empty ones and comments, which begin with "#". A missing file is an empty table;

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// A fresh state directory for one test of the framework's libraries.
+// A fresh state directory for one test of the framework's libraries, and what the scene's tests share.
 #ifndef TRESK_TESTS_STANDIN_FRAMEWORK_SCENE_H
 #define TRESK_TESTS_STANDIN_FRAMEWORK_SCENE_H
 
+#include "standin/framework/c_array.h"
+#include "standin/framework/scene_store.h"
 #include "tests/support/temp_dir.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace tresk::test {
 
@@ -52,6 +57,37 @@ class FrameworkScene : public ::testing::Test {
   private:
     TempDir state_;
 };
+
+/// The texts of a policy, or "null" where they cannot be listed.
+inline std::vector<std::string> listed(const char* policy)
+{
+    int count = -1;
+    char** const texts = tresk_standin_scene_list("list", policy, &count);
+    if (texts == nullptr) {
+        return {"null"};
+    }
+    std::vector<std::string> copy{texts, texts + count};
+    standin::free_c_array(texts);
+    return copy;
+}
+
+/// Runs @work(0) to @work(@count - 1) in as many processes at once; each of them has to return true.
+template <class Work>
+void run_in_children(int count, Work work)
+{
+    std::vector<pid_t> children;
+    for (int index = 0; index < count; ++index) {
+        children.push_back(::fork());
+        if (children.back() == 0) {
+            ::_exit(work(index) ? 0 : 1);
+        }
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+}
 
 } // namespace tresk::test
 

@@ -3,8 +3,11 @@
 tresk_add_tests(NAME standin_service_test
   SOURCES
     "${CMAKE_CURRENT_LIST_DIR}/service_bwlist.cpp"
+    "${CMAKE_CURRENT_LIST_DIR}/service_device_records.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_digest.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_faults.cpp"
+    "${CMAKE_CURRENT_LIST_DIR}/service_file_hashes.cpp"
+    "${CMAKE_CURRENT_LIST_DIR}/service_kmod.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_lifecycle.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_methods.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_netctl.cpp"
@@ -16,6 +19,7 @@ tresk_add_tests(NAME standin_service_test
     "${CMAKE_CURRENT_LIST_DIR}/service_ppro.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_scene.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_switches.cpp"
+    "${CMAKE_CURRENT_LIST_DIR}/service_user_check.cpp"
   LIBRARIES test_support standin_service_objects Threads::Threads)
 target_compile_definitions(standin_service_test PRIVATE
   TRESK_STANDIN_SERVICE="$<TARGET_FILE:tresk-standin-service>")

@@ -17,6 +17,7 @@ struct Expected {
     const char* input;
     const char* arguments;
     const char* reply;
+    const char* output = "i";
 };
 
 constexpr char kNode[] = "('/usr/bin/app', 2, 0, '')";
@@ -24,9 +25,20 @@ constexpr char kProgram[] = "(uint32 5, '/usr/bin/app', 1, 'App', 'app.png', 0)"
 constexpr char kExtProgram[] = "(uint32 5, '/usr/bin/app', 1, 'App', 'app.png', 'app.desktop', 0)";
 constexpr char kPackage[] = "(uint32 5, 'pkg', 1, 'app.png', 'app.desktop', 0)";
 
+/// A regular file that is the same on every machine, and the SHA-256 of its content.
+constexpr char kFile[] = "('/proc/sys/kernel/ostype',)";
+constexpr char kFileSha256[] = "('533e1007b450ba293f5e2cb35b768cf963d0a74c6943558059086eda254939c2',)";
+
 constexpr std::array kExpected{
     Expected{"xattr", "tresk_xattr_set_status", "i", "(1,)", "(0,)"},
     Expected{"xattr", "tresk_xattr_set_func_status", "ii", "(5, 1)", "(0,)"},
+    Expected{"xattr", "tresk_check_user_valid_with_pam", "ss", "('user', 'credential')", "(1,)"},
+    Expected{"xattr", "tresk_xattr_calc_hash_by_path", "s", kFile, kFileSha256, "s"},
+    Expected{"xattr", "tresk_xattr_get_file_hash_value", "s", kFile, "('',)", "s"},
+    Expected{"xattr", "tresk_xattr_calc_multi_file_hash_value", "as", "(['/no/such/file'],)", "([''],)",
+             "as"},
+    Expected{"xattr", "tresk_xattr_get_multi_file_hash_value", "as", "(['/no/such/file'],)", "([''],)", "as"},
+    Expected{"xattr", "tresk_xattr_protect_check_kmod_in_sm", "s", "('loop',)", "(1,)"},
     Expected{"conf", "tresk_conf_add", "", "()", "(0,)"},
     Expected{"conf", "tresk_conf_remove", "", "()", "(0,)"},
     Expected{"conf", "tresk_conf_set", "si", "('limit', 4)", "(0,)"},
@@ -69,6 +81,8 @@ constexpr std::array kExpected{
     Expected{"bwlist", "tresk_bwlist_get_root_distinguish_zdk", "is", "(1, '')", "(0,)"},
     Expected{"bwlist", "tresk_bwlist_set_root_distinguish_zdk", "iis", "(1, 1, '')", "(0,)"},
     Expected{"bwlist", "tresk_bwlist_clear_policy_zdk", "is", "(1, '')", "(0,)"},
+    Expected{"devctl", "tresk_devctl_insert_record", "a(iiuussss)",
+             "([(1, 2, uint32 3, uint32 4, 'a', 'b', '2024-05-06 07:08:09', 'c')],)", "(0,)"},
 };
 
 class ServiceMethod : public ServiceScene, public ::testing::WithParamInterface<Expected> {};
@@ -123,7 +137,7 @@ Signatures expected_signatures(const std::string& word)
     Signatures signatures;
     for (const Expected& expected : kExpected) {
         if (expected.word == word) {
-            signatures[expected.method] = std::string(expected.input) + "->i";
+            signatures[expected.method] = std::string(expected.input) + "->" + expected.output;
         }
     }
     return signatures;
@@ -147,6 +161,16 @@ TEST_P(ServiceMethod, RefusesAnotherSignature)
     EXPECT_FALSE(std::filesystem::exists(state / "service.log"));
 }
 
+TEST_P(ServiceMethod, FailsOnDemandUnderItsName)
+{
+    const Expected& expected = GetParam();
+    start_service();
+    set_faults(expected.method + std::string(" error com.example.Broken on demand\n"));
+    EXPECT_EQ(call(expected.word, expected.method, expected.arguments),
+              refused("com.example.Broken", "on demand"));
+    EXPECT_FALSE(std::filesystem::exists(etc));
+}
+
 INSTANTIATE_TEST_SUITE_P(Each, ServiceMethod, ::testing::ValuesIn(kExpected),
                          [](const auto& row) { return std::string(row.param.method); });
 
@@ -160,7 +184,7 @@ TEST_P(ServiceObject, IsIntrospectedAsItsTableSays)
 
 INSTANTIATE_TEST_SUITE_P(Each, ServiceObject,
                          ::testing::Values("xattr", "conf", "module", "netflow", "ppro", "netctl", "pblk",
-                                           "bwlist"),
+                                           "bwlist", "devctl"),
                          [](const auto& row) { return std::string(row.param); });
 
 TEST_F(ServiceScene, UnknownMethodIsRefused)
