@@ -59,25 +59,25 @@ const char* without_data(const char* path)
     return path_is_same(path, rest) == 1 ? rest : path;
 }
 
-void shorten_data_path(char* path)
+void shorten_data_path(char* path, std::size_t kept)
 {
     const char* rest = without_data(path);
     if (rest == path) {
         return;
     }
-    const std::size_t length = cut_to_characters(rest, kPathKept).size();
+    const std::size_t length = cut_to_characters(rest, kept).size();
     std::memmove(path, rest, length);
     path[length] = '\0';
 }
 
-Malloced<char> stored_path(Source source, const char* path)
+Malloced<char> stored_path(Source source, const char* path, std::size_t kept)
 {
     Malloced<char> stored = absolute_path(path);
     if (!stored) {
         report_unresolved_path(source, path);
         return nullptr;
     }
-    shorten_data_path(stored.get());
+    shorten_data_path(stored.get(), kept);
     return stored;
 }
 

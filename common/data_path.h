@@ -13,7 +13,7 @@
 
 namespace tresk {
 
-/// Longest path that a rewriting keeps, in bytes.
+/// Longest path that the rewriting of the policy families keeps, in bytes.
 inline constexpr std::size_t kPathKept = 4095;
 /// Longest lookup key, in bytes.
 inline constexpr std::size_t kLookupKeyKept = 4096;
@@ -26,12 +26,12 @@ Malloced<char> absolute_path(const char* path);
 const char* without_data(const char* path);
 
 /// Cuts the leading "/data" of a path below "/data/home" or "/data/root" in place, provided that the path
-/// without it names the same file.
-void shorten_data_path(char* path);
+/// without it names the same file; of the rest @kept bytes at most, never half a character.
+void shorten_data_path(char* path, std::size_t kept = kPathKept);
 
 /// @path in the form in which edits store it: absolute and shortened. Null, logged and recorded, where it
 /// cannot be made absolute.
-Malloced<char> stored_path(Source source, const char* path);
+Malloced<char> stored_path(Source source, const char* path, std::size_t kept = kPathKept);
 
 /// The form under which entries for the absolute path @path are looked up: with "/data" in front where
 /// "/home" or "/root" is bound from there.

@@ -97,30 +97,46 @@ bool give_to(int role, const char* path)
     return is_done(tresk_scene_admctl_add_path_for_user(role, path), kPresent);
 }
 
-bool identify(const tresk_label_record& record)
+bool identify(const char* path, std::string_view label)
 {
-    const std::string path(text_of(record.path));
-    const std::string_view label = text_of(record.label);
     if (label == "none") {
-        return release(path.c_str());
+        return release(path);
     }
-    if (!is_done(tresk_scene_admctl_add_path_for_deny_all_user(path.c_str()), kPresent)) {
+    if (!is_done(tresk_scene_admctl_add_path_for_deny_all_user(path), kPresent)) {
         return false;
     }
     if (label == "secadm") {
-        return give_to(kSecurityAdministrator, path.c_str());
+        return give_to(kSecurityAdministrator, path);
     }
-    return label != "audadm" || give_to(kAuditAdministrator, path.c_str());
+    return label != "audadm" || give_to(kAuditAdministrator, path);
+}
+
+/// The number of records that were identified. A path that fills its field has no end there, so each is
+/// copied to one buffer that has room for every one: once begun, the batch needs no more memory.
+int count_identified(const tresk_label_record* records, int count)
+{
+    std::string path;
+    path.reserve(sizeof(records->path));
+    return static_cast<int>(
+        std::count_if(records, records + count, [&path](const tresk_label_record& record) {
+            path = text_of(record.path);
+            return identify(path.c_str(), text_of(record.label));
+        }));
 }
 
 // --- all protected files ---
+
+int unprotect(const char* path)
+{
+    return path == nullptr ? 0 : tresk_scene_filectl_remove_by_path(path); // the list may have a gap
+}
 
 /// Stops at the first file that stays protected.
 int unprotect_all(const FrameworkPaths& files)
 {
     int code = 0;
     for (int index = 0; index < files.count() && code == 0; ++index) {
-        code = tresk_scene_filectl_remove_by_path(files.get()[index]);
+        code = unprotect(files.get()[index]);
     }
     return code;
 }
@@ -154,7 +170,7 @@ TRESK_EXPORT int tresk_identify_multi_set(const tresk_label_record* records, int
         if (!are_given("tresk_identify_multi_set", records, count)) {
             return kBadArgument;
         }
-        return static_cast<int>(std::count_if(records, records + count, identify));
+        return count_identified(records, count);
     });
 }
 

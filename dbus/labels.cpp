@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 namespace tresk {
@@ -23,6 +25,9 @@ constexpr int kRefused = -1;
 /// Codes of the scene for what is so already.
 constexpr int kPresent = -2;
 constexpr int kNotPresent = -3;
+
+/// Longest path that the rewriting of a labelled path keeps, in bytes: one more than policies keep.
+constexpr std::size_t kLabelPathKept = 4096;
 
 constexpr int kOrdinaryMode = 0;
 constexpr int kSmMode = 1;
@@ -88,8 +93,16 @@ constexpr std::array kExectlLabels = {
 /// Does @set with the path in its stored form.
 int set_resolved(const char* path, int (*set)(const char* path))
 {
-    const Malloced<char> stored = stored_path(kDbusSource, path);
+    const Malloced<char> stored = stored_path(kDbusSource, path, kLabelPathKept);
     return stored ? set(stored.get()) : kRefused;
+}
+
+/// The record of a label that is none has the label alone; what is wrong with it stands in the log.
+void refuse_label(const char* label)
+{
+    log_error(kDbusSource, label, "%s", std::strerror(EINVAL));
+    record_error(TRESK_ERROR_INVALID_ARGUMENT, label, nullptr);
+    errno = EINVAL;
 }
 
 template <std::size_t count>
@@ -103,7 +116,7 @@ int set_label(const char* function, const std::array<Label, count>& vocabulary, 
     const auto* const found = std::find_if(vocabulary.begin(), vocabulary.end(),
                                            [label](const Label& one) { return one.text == label; });
     if (found == vocabulary.end()) {
-        report_bad_argument(kDbusSource, label);
+        refuse_label(label);
         return kRefused;
     }
     return set_resolved(path, found->set);
