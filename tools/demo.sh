@@ -1,13 +1,15 @@
 #!/bin/sh
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# A tour of process protection, with a look at each of the other policies, for somebody who has never seen the
-# framework. It runs inside of the sandbox (tresk-sandbox -- tools/demo.sh), with treskctl on the command search
+# A tour of process protection, with a look at everything else that treskctl does, for somebody who has never seen
+# the framework. It runs inside of the sandbox (tresk-sandbox -- tools/demo.sh), with treskctl on the command search
 # path, and ends with a failure as soon as a step does not do what it says.
 set -eu
 
 policy=/etc/tresk/ppro/ppro.xml
 program=$(readlink -f "$(command -v cat)")
+files=$(mktemp -d)
+trap 'rm -rf "$files"' EXIT
 
 fail() {
     printf 'demo: %s\n' "$1" >&2
@@ -48,6 +50,13 @@ show_refused() {
 # Fails unless file $1 holds text $2.
 must_hold() {
     grep -qF -- "$2" "$1" || fail "$1 does not hold \"$2\""
+}
+
+# Fails when file $1 holds text $2.
+must_not_hold() {
+    if grep -qF -- "$2" "$1"; then
+        fail "$1 still holds \"$2\""
+    fi
 }
 
 [ -n "${TRESK_STANDIN_STATE:-}" ] || fail "this runs inside of the sandbox: tresk-sandbox -- tools/demo.sh"
@@ -101,9 +110,7 @@ show treskctl status set on
 say "End the protection. The policy is empty again."
 show treskctl ppro remove "$program"
 show treskctl ppro list
-if grep -qF "$program" "$policy"; then
-    fail "$policy still names $program"
-fi
+must_not_hold "$policy" "$program"
 
 say "Network control of programs: 2 is the control type that the scene library keeps too."
 show treskctl netctl add "$program" --type 2 --name Cat
@@ -127,5 +134,79 @@ show treskctl bwlist add white coreutils
 show treskctl bwlist lookup bwlist coreutils bash
 treskctl bwlist lookup bwlist coreutils | grep -q '^yes ' || fail "coreutils is not on the white list"
 must_hold /etc/tresk/bwlist/bwlist.xml "rpm_name=\"coreutils\""
+
+say "File labels: protect the files below a directory, then all that a list names."
+mkdir -p "$files/below"
+printf 'one\n' >"$files/one"
+printf 'two\n' >"$files/below/two"
+show treskctl label protect readonly --recursive "$files/below"
+show_line "find '$files' -type f | treskctl label protect verify -f -"
+must_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files/one"
+must_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files/below/two"
+show treskctl label clear
+must_not_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files"
+
+say "Give a path to the security administrator alone, and let a program run that execution control knows."
+show treskctl label identify secadm "$files/one"
+must_hold "$TRESK_STANDIN_STATE/scene/admctl_deny_all" "$files/one"
+must_hold "$TRESK_STANDIN_STATE/scene/admctl_role_1" "$files/one"
+show treskctl label identify free "$files/one"
+must_not_hold "$TRESK_STANDIN_STATE/scene/admctl_role_1" "$files/one"
+show treskctl label exec trusted "$program"
+show treskctl label xattr "$program"
+must_hold "$TRESK_STANDIN_STATE/scene/exectl_wlist" "$program"
+must_hold "$TRESK_STANDIN_STATE/scene/exectl_xattr" "$program"
+
+say "File hashes: the service computes them, and remembers."
+show treskctl hash calc "$files/one" "$files/below/two"
+printf 'changed\n' >"$files/one"
+show treskctl hash show "$files/one"
+before=$(printf 'one\n' | sha256sum | cut -d ' ' -f 1)
+treskctl hash show "$files/one" | grep -qF "$before" || fail "the service forgot the hash of $files/one"
+show_refused "no hash" treskctl hash show /no/such/file
+
+say "Kernel modules, and what the kernel's side is told of one (message type 9)."
+show treskctl kmod protect usb_storage
+must_hold "$TRESK_STANDIN_STATE/scene/kmodctl" usb_storage
+show treskctl kmod owner usb_storage
+show treskctl notify kmod usb_storage --type 9
+must_hold "$TRESK_STANDIN_STATE/kernel.log" " text=usb_storage "
+show_refused "not sent" treskctl notify kmod usb_storage --type 8
+show treskctl kmod unprotect usb_storage
+must_not_hold "$TRESK_STANDIN_STATE/scene/kmodctl" usb_storage
+
+say "Devices: a policy for a type, one for vendor and product ids, and another permission for it."
+show treskctl device add --type 13 --perm 2
+show treskctl device add --vendor 1d6b --product 0002 --utype 3 --perm 1
+show treskctl device update --vendor 1d6b --product 0002 --utype 3 --perm 5
+show treskctl device list
+treskctl device list | grep -qE '^- +1d6b +0002 +3 +5$' || fail "the device policy is not listed"
+show treskctl notify device --type 12 --data 6b1d0200
+must_hold "$TRESK_STANDIN_STATE/kernel.log" " payload=6b1d02"
+
+say "Many policies at once, one JSON object a line."
+show_line "printf '%s\\n' '{\"type\": 14, \"perm\": 1}' '{\"vendor\": \"046d\", \"product\": \"c52b\", \"perm\": 2}' |
+    treskctl device batch -f -"
+treskctl device list --ids | grep -q 046d || fail "the batch's policy is not listed"
+
+say "The service keeps a record of the devices that were seen."
+seen="{\"first\": 1, \"second\": 0, \"id_1\": \"1d6b\", \"id_2\": \"0002\", \"text_1\": \"hub\", \"text_2\": \"demo\", \
+\"time\": \"$(date '+%Y-%m-%d %H:%M:%S')\", \"text_3\": \"\"}"
+show_line "printf '%s\\n' '$seen' | treskctl device history-add -f -"
+show treskctl device history
+treskctl device history | grep -q '1d6b  0002  hub' || fail "the device is not in the record"
+
+say "Wireless networks."
+show treskctl wireless add "the office"
+show treskctl wireless list
+treskctl wireless list | grep -qx "the office" || fail "the network is not listed"
+
+say "A user's credential goes to the service's PAM rules, which are the sandbox's own here."
+mkdir -p "$TRESK_STANDIN_STATE/pam.d"
+printf 'auth required pam_permit.so\naccount required pam_permit.so\n' >"$TRESK_STANDIN_STATE/pam.d/tresk"
+show_line "printf 'open sesame\\n' | treskctl user check demo"
+printf 'auth required pam_deny.so\n' >"$TRESK_STANDIN_STATE/pam.d/tresk"
+printf 'open sesame\n' >"$files/credential"
+show_refused "not valid" treskctl user check demo <"$files/credential"
 
 say "Every step did what it says. A shell in this sandbox, to try more of it:  ./dev shell"

@@ -29,17 +29,7 @@ struct ListOptions {
 
 void add_list(CLI::App& command, std::string& list, const std::vector<std::string>& names)
 {
-    const std::string choice = CLI::detail::join(names, "|");
-    command.add_option("LIST", list, "The list")
-        ->required()
-        ->option_text(choice)
-        ->check(CLI::Validator(
-            [names, choice](const std::string& word) {
-                return std::ranges::find(names, word) != names.end()
-                           ? std::string()
-                           : "\"" + word + "\" is none of " + choice;
-            },
-            ""));
+    add_choice(command, "LIST", list, names, "The list");
 }
 
 // --- edits ---

@@ -18,10 +18,20 @@ void add_netctl_commands(CLI::App& app, Run& run);
 void add_pkg_commands(CLI::App& app, Run& run);
 void add_pblk_commands(CLI::App& app, Run& run);
 void add_bwlist_commands(CLI::App& app, Run& run);
+void add_label_commands(CLI::App& app, Run& run);
+void add_hash_commands(CLI::App& app, Run& run);
+void add_kmod_commands(CLI::App& app, Run& run);
+void add_device_commands(CLI::App& app, Run& run);
+void add_wireless_commands(CLI::App& app, Run& run);
+void add_user_commands(CLI::App& app, Run& run);
 void add_notify_commands(CLI::App& app, Run& run);
 
 /// The part of "ppro" that changes nothing.
 void add_ppro_queries(CLI::App& ppro, Run& run);
+/// The part of "device" about the devices that were seen.
+void add_device_history(CLI::App& device, Run& run);
+/// The part of "notify" whose messages carry no hash.
+void add_text_notifications(CLI::App& notify, Run& run);
 
 } // namespace tresk::ctl
 

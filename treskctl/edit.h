@@ -10,6 +10,7 @@
 #include "treskctl/shared_options.h"
 
 #include <array>
+#include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -41,6 +42,8 @@ struct EditFamily {
                        const std::string& subject);
     /// Whether the policy has the subject; for families whose edits have a word for it.
     bool (*has)(const Options& options, const std::string& subject);
+    /// What fits of a subject, in bytes.
+    std::size_t longest = kLongestText;
 };
 
 template <class Options>
@@ -101,7 +104,7 @@ void add_edit(CLI::App& object, Run& run, const EditFamily<Options>& family, con
     edit.add_options(*command, *options);
     command->add_option(family.argument, options->subjects, family.help)
         ->required()
-        ->check(at_most(kLongestText));
+        ->check(at_most(family.longest));
 }
 
 template <class Options, std::size_t count>

@@ -23,11 +23,12 @@ struct CauseRow {
 };
 
 constexpr std::array kCauses = {
-    CauseRow{Cause::Usage, "usage", kWrongUsage}, CauseRow{Cause::Status, "status", kFailed},
-    CauseRow{Cause::Answer, "answer", kFailed},   CauseRow{Cause::NoAnswer, "no_answer", kFailed},
-    CauseRow{Cause::Scene, "scene", kFailed},     CauseRow{Cause::Kernel, "kernel", kFailed},
-    CauseRow{Cause::Refused, "refused", kFailed}, CauseRow{Cause::NotFound, "not_found", kFailed},
-    CauseRow{Cause::Policy, "policy", kFailed},   CauseRow{Cause::Internal, "internal", kFailed},
+    CauseRow{Cause::Usage, "usage", kWrongUsage},   CauseRow{Cause::Status, "status", kFailed},
+    CauseRow{Cause::Answer, "answer", kFailed},     CauseRow{Cause::NoAnswer, "no_answer", kFailed},
+    CauseRow{Cause::Scene, "scene", kFailed},       CauseRow{Cause::Kernel, "kernel", kFailed},
+    CauseRow{Cause::Refused, "refused", kFailed},   CauseRow{Cause::NotFound, "not_found", kFailed},
+    CauseRow{Cause::Policy, "policy", kFailed},     CauseRow{Cause::Input, "input", kFailed},
+    CauseRow{Cause::Internal, "internal", kFailed},
 };
 
 constexpr bool rows_stand_in_order()

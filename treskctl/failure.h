@@ -23,6 +23,7 @@ enum class Cause {
     Refused,  ///< the library found that the caller may not do this
     NotFound, ///< there is no such entry
     Policy,   ///< a policy or settings file could not be read
+    Input,    ///< a file or standard input that the command was given could not be read
     Internal, ///< treskctl itself could not go on
 };
 

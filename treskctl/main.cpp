@@ -32,6 +32,12 @@ void add_commands(CLI::App& app, Run& run)
     add_pkg_commands(app, run);
     add_pblk_commands(app, run);
     add_bwlist_commands(app, run);
+    add_label_commands(app, run);
+    add_hash_commands(app, run);
+    add_kmod_commands(app, run);
+    add_device_commands(app, run);
+    add_wireless_commands(app, run);
+    add_user_commands(app, run);
     add_notify_commands(app, run);
 }
 

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// "notify": tells the kernel module about a change. Types and values are the module's numbers.
+// "notify": tells the kernel module about a change. Types and values are the module's numbers. The messages
+// here carry a hash; the others are in notify_text.cpp.
 #include "common/handles.h"
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
 #include "treskctl/netctl_rules.h"
+#include "treskctl/notification.h"
 #include "treskctl/shared_options.h"
 
 #include <array>
@@ -17,13 +19,11 @@ namespace tresk::ctl {
 namespace {
 
 constexpr std::size_t kHashDigits = 64;
-constexpr int kKernelTooOld = -2;
 
 struct Notification {
     /// What was given: a hash, or for a policy's entry also its absolute path.
     std::string subject;
-    /// The message has room for 16 bits.
-    std::uint16_t type = 0;
+    MessageType type = 0;
     std::uint32_t value = 0;
     bool sm = false;
     std::uint32_t uid = 0;
@@ -139,15 +139,6 @@ std::string complaint_about_subject(const std::string& text)
                : "\"" + text + "\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path";
 }
 
-Failure failure_of(int result)
-{
-    return {Cause::Kernel,
-            result == kKernelTooOld ? "the kernel's framework version is below 4.2"
-                                    : "the kernel module did not answer; the framework's log has the reason",
-            result,
-            {}};
-}
-
 std::vector<std::string> fields_of(const Kind& kind)
 {
     return kind.has_value ? std::vector<std::string>{"type", "value", "hash", "subject"}
@@ -168,21 +159,12 @@ std::optional<std::string> hash_of(Run& run, const Kind& kind, const Notificatio
     return is_hash(notification.subject) ? notification.subject : kind.hash_of_path(run, notification);
 }
 
-/// The library returns 0 also for what it may not send; that it then says so is the only sign.
 void notify(Run& run, const Kind& kind, const Notification& notification)
 {
     Table& results = run.table("results", fields_of(kind));
-    const auto hash = hash_of(run, kind, notification);
-    if (!hash) {
-        return;
-    }
-    const Heard<int> answer = run.hear([&] { return kind.send(notification, hash->c_str()); });
-    if (answer.result != 0) {
-        run.fail(failure_of(answer.result));
-    } else if (!answer.said.output.empty()) {
-        run.fail({Cause::Refused, "not sent: the entry belongs to the sm side (see --sm)", 0, {}});
-    } else {
-        results.rows.push_back(row_of(kind, notification, *hash));
+    if (const auto hash = hash_of(run, kind, notification)) {
+        send_notification(run, results, row_of(kind, notification, *hash),
+                          [&] { return kind.send(notification, hash->c_str()); });
     }
 }
 
@@ -207,7 +189,7 @@ void add_kind(CLI::App& group, Run& run, const Kind& kind)
     CLI::App* const command = add_command(group, run, kind.name, kind.help,
                                           [&run, &kind, notification] { notify(run, kind, *notification); });
     add_subject(*command, kind, notification->subject);
-    command->add_option("--type", notification->type, "Message type")->required()->option_text("N REQUIRED");
+    add_message_type(*command, notification->type);
     if (kind.has_value) {
         command->add_option("--value", notification->value, "Value sent with the hash")
             ->required()
@@ -224,6 +206,7 @@ void add_notify_commands(CLI::App& app, Run& run)
     for (const Kind& kind : kKinds) {
         add_kind(*group, run, kind);
     }
+    add_text_notifications(*group, run);
 }
 
 } // namespace tresk::ctl

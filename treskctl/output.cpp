@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdio>
 
 namespace tresk::ctl {
 
@@ -31,6 +33,14 @@ struct CellText {
     std::string operator()(bool yes) const { return yes ? "yes" : "no"; }
 
     std::string operator()(std::int64_t number) const { return std::to_string(number); }
+
+    std::string operator()(DeviceId id) const
+    {
+        constexpr const char* kForm = "%04x";
+        std::array<char, sizeof("ffffffff")> digits{};
+        (void)std::snprintf(digits.data(), digits.size(), kForm, id.number);
+        return digits.data();
+    }
 
     std::string operator()(const std::string& text) const { return text.empty() ? "\"\"" : printable(text); }
 };
@@ -94,6 +104,8 @@ struct AddField {
     void operator()(bool yes) const { object[key] = yes; }
 
     void operator()(std::int64_t number) const { object[key] = number; }
+
+    void operator()(DeviceId id) const { object[key] = id.number; }
 
     void operator()(const std::string& text) const { add_text(object, key, text); }
 };

@@ -18,8 +18,13 @@ namespace tresk::ctl {
 /// taking one away or changing its meaning needs a new one.
 inline constexpr int kJsonVersion = 1;
 
-/// Nothing known, yes or no, a number, or a text of any bytes.
-using Value = std::variant<std::monostate, bool, std::int64_t, std::string>;
+/// The product or vendor id of a device: four hexadecimal digits for people, a number for programs.
+struct DeviceId {
+    std::uint32_t number;
+};
+
+/// Nothing known, yes or no, a number, a device's id, or a text of any bytes.
+using Value = std::variant<std::monostate, bool, std::int64_t, DeviceId, std::string>;
 using Row = std::vector<Value>;
 
 struct Table {

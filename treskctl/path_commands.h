@@ -13,16 +13,24 @@
 
 namespace tresk::ctl {
 
-/// Adds a command that takes paths, which @action gets.
+/// Adds a command that takes texts, which @action gets.
+template <class Action>
+CLI::App* add_texts_command(CLI::App& object, Run& run, const std::string& name, const std::string& help,
+                            const std::string& argument, const std::string& argument_help, Action action)
+{
+    const auto texts = std::make_shared<std::vector<std::string>>();
+    CLI::App* const command =
+        add_command(object, run, name, help, [&run, action, texts] { action(run, *texts); });
+    command->add_option(argument, *texts, argument_help)->required();
+    return command;
+}
+
+/// The same for paths.
 template <class Action>
 CLI::App* add_paths_command(CLI::App& object, Run& run, const std::string& name, const std::string& help,
                             Action action)
 {
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    CLI::App* const command =
-        add_command(object, run, name, help, [&run, action, paths] { action(run, *paths); });
-    command->add_option("PATH", *paths, "Paths, taken as they are given")->required();
-    return command;
+    return add_texts_command(object, run, name, help, "PATH", "Paths, taken as they are given", action);
 }
 
 /// Adds the table "hashes". @hash_of: one of the library's functions, whose text is to be released.

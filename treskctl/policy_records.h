@@ -27,7 +27,10 @@ struct Records {
     Malloced<Record> first;
     std::size_t count = 0;
 
-    [[nodiscard]] std::span<const Record> all() const { return {first.get(), first ? count : 0}; }
+    [[nodiscard]] std::span<const Record> all() const& { return {first.get(), first ? count : 0}; }
+
+    /// They would be gone before they are looked at.
+    [[nodiscard]] std::span<const Record> all() const&& = delete;
 };
 
 /// Whether the policy's file is missing or empty, which the next reader changes.

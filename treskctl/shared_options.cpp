@@ -5,11 +5,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <optional>
-#include <vector>
 
 namespace tresk::ctl {
 
@@ -64,6 +64,22 @@ CLI::Validator at_most(std::size_t length_bytes)
                                                    : "longer than " + std::to_string(length_bytes) + " bytes";
             },
             ""};
+}
+
+CLI::Option* add_choice(CLI::App& command, const std::string& name, std::string& word,
+                        const std::vector<std::string>& words, const std::string& help)
+{
+    const std::string choice = CLI::detail::join(words, "|");
+    return command.add_option(name, word, help)
+        ->required()
+        ->option_text(choice)
+        ->check(CLI::Validator(
+            [words, choice](const std::string& given) {
+                return std::ranges::find(words, given) != words.end()
+                           ? std::string()
+                           : "\"" + given + "\" is none of " + choice;
+            },
+            ""));
 }
 
 CLI::Option* add_source_options(CLI::App& command, Source& source)

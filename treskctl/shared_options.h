@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tresk::ctl {
 
@@ -19,6 +20,10 @@ inline constexpr std::size_t kLongestDisplayName = 254;
 
 /// Refuses arguments of more bytes.
 CLI::Validator at_most(std::size_t length_bytes);
+
+/// Adds the argument @name, which is one of @words and required; @word lives as long as @command.
+CLI::Option* add_choice(CLI::App& command, const std::string& name, std::string& word,
+                        const std::vector<std::string>& words, const std::string& help);
 
 /// Who asked for an entry.
 struct Source {

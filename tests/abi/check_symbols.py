@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
-"""The library exports what its symbol map names, and nothing outside of the list of all its symbols."""
+"""The library exports what its symbol map names, which is exactly the list of all its symbols."""
 import argparse
 import re
 import subprocess
@@ -27,22 +27,24 @@ def named_in_map(text):
     return {name.strip() for name in body.group(1).split(";") if name.strip()}
 
 
-def allowed_by(text):
+def listed_in(text):
     """{name: T or V} of the list of all symbols."""
     lines = (line.split() for line in text.splitlines() if line and not line.startswith("#"))
     return {name: letter for letter, name in lines}
 
 
-def complaints(exported, mapped, allowed):
+def complaints(exported, mapped, listed):
     for name in sorted(mapped - exported.keys()):
         yield f"{name}: in the symbol map, not exported"
     for name in sorted(exported.keys() - mapped):
         yield f"{name}: exported, not in the symbol map"
     for name, letter in sorted(exported.items()):
-        if name not in allowed:
+        if name not in listed:
             yield f"{name}: exported, not a symbol of this library"
-        elif allowed[name] != letter:
-            yield f"{name}: exported as {letter}, should be {allowed[name]}"
+        elif listed[name] != letter:
+            yield f"{name}: exported as {letter}, should be {listed[name]}"
+    for name in sorted(listed.keys() - exported.keys()):
+        yield f"{name}: a symbol of this library, not exported"
     if not exported:
         yield "nothing is exported"
 
@@ -56,13 +58,13 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--nm", default="nm")
     parser.add_argument("--map", required=True)
-    parser.add_argument("--allowed", required=True)
+    parser.add_argument("--symbols", required=True)
     parser.add_argument("library")
     options = parser.parse_args()
     output = subprocess.run([options.nm, "-D", "--defined-only", options.library], check=True,
                             stdout=subprocess.PIPE, text=True).stdout
     found = list(complaints(exported_by(output), named_in_map(read(options.map)),
-                            allowed_by(read(options.allowed))))
+                            listed_in(read(options.symbols))))
     print("\n".join(found))
     return 1 if found else 0
 

@@ -59,6 +59,48 @@ ASSERT_SIZE(pblk_node_info, 4161);
 ASSERT_FIELD(pblk_node_info, path, 0, 4096);
 ASSERT_FIELD(pblk_node_info, hash, 4096, 65);
 
+ASSERT_SIZE(tresk_device_policy, 412);
+ASSERT_FIELD(tresk_device_policy, dtype, 0, 4);
+ASSERT_FIELD(tresk_device_policy, first_utype, 4, 4);
+ASSERT_FIELD(tresk_device_policy, dpid, 8, 4);
+ASSERT_FIELD(tresk_device_policy, dvid, 12, 4);
+ASSERT_FIELD(tresk_device_policy, dperm, 16, 4);
+ASSERT_FIELD(tresk_device_policy, reserved, 20, 4);
+ASSERT_FIELD(tresk_device_policy, serial, 24, 128);
+ASSERT_FIELD(tresk_device_policy, utype, 152, 4);
+ASSERT_FIELD(tresk_device_policy, trailing, 156, 256);
+
+ASSERT_SIZE(tresk_device_policy_short, 32);
+ASSERT_FIELD(tresk_device_policy_short, dtype, 0, 4);
+ASSERT_FIELD(tresk_device_policy_short, zero_after_dtype, 4, 4);
+ASSERT_FIELD(tresk_device_policy_short, dpid, 8, 4);
+ASSERT_FIELD(tresk_device_policy_short, dvid, 12, 4);
+ASSERT_FIELD(tresk_device_policy_short, utype, 16, 4);
+ASSERT_FIELD(tresk_device_policy_short, zero_after_utype, 20, 4);
+ASSERT_FIELD(tresk_device_policy_short, dperm, 24, 4);
+ASSERT_FIELD(tresk_device_policy_short, zero_at_end, 28, 4);
+
+ASSERT_SIZE(tresk_wireless_name, 128);
+ASSERT_FIELD(tresk_wireless_name, name, 0, 128);
+
+ASSERT_SIZE(tresk_device_record, 548);
+ASSERT_FIELD(tresk_device_record, first, 0, 4);
+ASSERT_FIELD(tresk_device_record, second, 4, 4);
+ASSERT_FIELD(tresk_device_record, third, 8, 4);
+ASSERT_FIELD(tresk_device_record, fourth, 12, 4);
+ASSERT_FIELD(tresk_device_record, text_1, 16, 128);
+ASSERT_FIELD(tresk_device_record, text_2, 144, 128);
+ASSERT_FIELD(tresk_device_record, time, 272, 20);
+ASSERT_FIELD(tresk_device_record, text_3, 292, 256);
+
+ASSERT_SIZE(tresk_label_record, 4128);
+ASSERT_FIELD(tresk_label_record, path, 0, 4096);
+ASSERT_FIELD(tresk_label_record, label, 4096, 32);
+
+ASSERT_SIZE(tresk_dpkg_label_record, 4132);
+ASSERT_FIELD(tresk_dpkg_label_record, path, 0, 4096);
+ASSERT_FIELD(tresk_dpkg_label_record, unread, 4096, 36);
+
 ASSERT_ALWAYS(status_codes_are_where_they_were,
               TRESK_ERROR_AUTHORISATION == -1001 && TRESK_ERROR_INVALID_ARGUMENT == -1007 &&
                   TRESK_ERROR_SERVICE == -1011 && TRESK_ERROR_DEVICE_UNCHANGED == -1015);

@@ -143,6 +143,68 @@ TEST_F(NotifyTest, AKernelThatIsTooOldIsAFailureForEveryPolicy)
     EXPECT_FALSE(kernel_was_told());
 }
 
+TEST_F(NotifyTest, KmodSendsTheModulesName)
+{
+    EXPECT_EQ(treskctl({"notify", "kmod", "usb_storage", "--type", "9"}),
+              succeeded("TYPE  MODULE\n9     usb_storage\n"));
+    EXPECT_THAT(read_state("kernel.log"), StartsWith("type=9 "));
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" text=usb_storage "));
+    EXPECT_TRUE(service_was_asked("tresk_xattr_protect_check_kmod_in_sm ('usb_storage',)"));
+}
+
+TEST_F(NotifyTest, AModuleOfTheSmSideIsLeftAloneAndThatIsAFailure)
+{
+    write_state("kmod_sm", "usb_storage\n");
+    EXPECT_EQ(treskctl({"notify", "kmod", "usb_storage", "--type", "9"}),
+              failed("treskctl: notify kmod: not sent: the entry belongs to the sm side (see --sm)\n"
+                     "treskctl: library: no permission to change sm data.\n"));
+    EXPECT_FALSE(kernel_was_told());
+    EXPECT_EQ(treskctl({"notify", "kmod", "usb_storage", "--type", "9", "--sm"}).exit_status, 0);
+    EXPECT_TRUE(kernel_was_told());
+}
+
+TEST_F(NotifyTest, AKmodMessageOfTypeEightIsNeverSentAndThatIsAFailure)
+{
+    const Outcome outcome = treskctl({"notify", "kmod", "usb_storage", "--type", "8", "--sm", "--json"});
+    EXPECT_EQ(outcome.exit_status, 1);
+    const auto error = parsed(outcome.error)["errors"][0];
+    EXPECT_EQ(error["cause"], "refused");
+    EXPECT_EQ(error["code"], -1000);
+    EXPECT_FALSE(kernel_was_told());
+}
+
+TEST_F(NotifyTest, AModulesNameThatFitsNoMessageIsWrongUsage)
+{
+    const std::string longest(1000, 'm');
+    EXPECT_EQ(treskctl({"notify", "kmod", longest, "--type", "9"}).exit_status, 0);
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" text=" + longest + " "));
+    const Outcome outcome = treskctl({"notify", "kmod", longest + "m", "--type", "9"});
+    EXPECT_EQ(outcome.exit_status, 2);
+    EXPECT_THAT(outcome.error, HasSubstr("treskctl: MODULE: longer than 1000 bytes\n"));
+}
+
+TEST_F(NotifyTest, DeviceSendsItsBytes)
+{
+    EXPECT_EQ(treskctl({"notify", "device", "--type", "12", "--data", "00Ff10"}),
+              succeeded("TYPE  BYTES\n12    3\n"));
+    EXPECT_THAT(read_state("kernel.log"), StartsWith("type=12 "));
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" payload=00ff10\n"));
+}
+
+TEST_F(NotifyTest, DeviceTakesItsBytesFromAFile)
+{
+    const std::string bytes(1000, '\x07');
+    EXPECT_EQ(treskctl_with_input(bytes, {"notify", "device", "--type", "12", "--data-file", "-"}),
+              succeeded("TYPE  BYTES\n12    1000\n"));
+    EXPECT_THAT(read_state("kernel.log"), HasSubstr(" payload=0707"));
+    const Outcome outcome =
+        treskctl_with_input(bytes + "\x07", {"notify", "device", "--type", "12", "--data-file", "-"});
+    EXPECT_EQ(outcome.exit_status, 2);
+    EXPECT_THAT(outcome.error, HasSubstr("treskctl: a message has at most 1000 bytes, not 1001\n"));
+    EXPECT_EQ(treskctl({"notify", "device", "--type", "12", "--data-file", "/no/such"}),
+              failed("treskctl: notify device: /no/such: cannot be read: No such file or directory\n"));
+}
+
 } // namespace
 
 } // namespace tresk::test

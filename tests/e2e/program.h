@@ -11,6 +11,8 @@
 
 namespace tresk::test {
 
+using Words = std::vector<std::string>;
+
 struct Outcome {
     int exit_status = -1;
     std::string output;
@@ -23,16 +25,28 @@ std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
 struct Invocation {
     /// The program's path, then its arguments.
-    std::vector<std::string> words;
+    Words words;
     /// Added to this process's environment.
     std::vector<std::pair<std::string, std::string>> environment;
     /// Where the standard output goes; kept where empty.
     std::string output_file;
+    /// The standard input, which is a file.
+    std::string input = {};
 };
 
 /// Runs the program and waits for its end; throws std::system_error when it cannot be started. A program
 /// that a signal ended has the exit status 128 and the signal's number.
 Outcome run_program(const Invocation& invocation);
+
+/// What a program that runs at a terminal of its own showed there.
+struct Screen {
+    int exit_status = -1;
+    std::string text;
+};
+
+/// Runs the program at a terminal and waits for its end; what it writes is on the screen, also what the
+/// terminal echoes. Types @typed once the screen shows @question.
+Screen run_at_terminal(const Words& words, const std::string& question, const std::string& typed);
 
 } // namespace tresk::test
 

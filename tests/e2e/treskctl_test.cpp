@@ -7,6 +7,17 @@
 
 namespace tresk::test {
 
+namespace {
+
+Invocation invocation_of(const Words& arguments)
+{
+    Invocation invocation{{TRESKCTL_PROGRAM}, {}, {}};
+    invocation.words.insert(invocation.words.end(), arguments.begin(), arguments.end());
+    return invocation;
+}
+
+} // namespace
+
 void TreskctlTest::SetUp()
 {
     ASSERT_NE(std::getenv("TRESK_STANDIN_STATE"), nullptr) << "these tests run inside of the sandbox";
@@ -14,15 +25,20 @@ void TreskctlTest::SetUp()
 
 Outcome TreskctlTest::treskctl(const Words& arguments)
 {
-    Invocation invocation{{TRESKCTL_PROGRAM}, {}, {}};
-    invocation.words.insert(invocation.words.end(), arguments.begin(), arguments.end());
+    return run_program(invocation_of(arguments));
+}
+
+Outcome TreskctlTest::treskctl_with_input(const std::string& input, const Words& arguments)
+{
+    Invocation invocation = invocation_of(arguments);
+    invocation.input = input;
     return run_program(invocation);
 }
 
 Outcome TreskctlTest::treskctl_without_bus(const Words& arguments)
 {
-    Invocation invocation{{TRESKCTL_PROGRAM}, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nobody/listens"}}, {}};
-    invocation.words.insert(invocation.words.end(), arguments.begin(), arguments.end());
+    Invocation invocation = invocation_of(arguments);
+    invocation.environment = {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nobody/listens"}};
     return run_program(invocation);
 }
 

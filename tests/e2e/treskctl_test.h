@@ -10,7 +10,6 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
-#include <vector>
 
 namespace tresk::test {
 
@@ -32,14 +31,14 @@ inline const std::string kMixedPolicy =
 </ppro_root>
 )";
 
-using Words = std::vector<std::string>;
-
 class TreskctlTest : public ::testing::Test {
   protected:
     void SetUp() override;
 
     /// Runs treskctl with these arguments.
     static Outcome treskctl(const Words& arguments);
+    /// The same with @input as its standard input.
+    static Outcome treskctl_with_input(const std::string& input, const Words& arguments);
     /// The same with a system bus on which nobody listens.
     static Outcome treskctl_without_bus(const Words& arguments);
 

@@ -84,6 +84,32 @@ constexpr Mistake kMistakes[] = {
     {"DistinctIsNoNumber", "bwlist distinct on", "Could not convert: VALUE = on"},
     {"NoValueForBlocking", "notify pblk /a --type 1 --value 1",
      "The following arguments were not expected: 1 --value"},
+    {"UnknownLabel", "label protect Readonly /a", "LABEL: \"Readonly\" is none of readonly|verify|none"},
+    {"NoneIsNoIdentity", "label identify none /a", "LABEL: \"none\" is none of secadm|audadm|deny|free"},
+    {"NoPathToLabel", "label exec trusted", "PATH or --from-file is required"},
+    {"NullWithoutAFile", "label xattr /a --null", "--null requires --from-file"},
+    {"RecursionIsForProtection", "label exec trusted /a -r", "The following argument was not expected: -r"},
+    {"NoPathToHash", "hash calc", "PATH or --from-file is required"},
+    {"NoModule", "kmod protect", "MODULE is required"},
+    {"NoDevice", "device add --perm 1", "--type or --vendor is required"},
+    {"NoPermission", "device add --type 2", "--perm is required"},
+    {"TypeWithoutPolicy", "device add --type 17 --perm 1", "--type: there are no policies for a type \"17\""},
+    {"TypeOfNothing", "device remove --type 44 --perm 1", "--type: there are no policies for a type \"44\""},
+    {"VendorAlone", "device add --vendor 1d6b --perm 1", "--vendor requires --product"},
+    {"IdOfZero", "device add --vendor 0 --product 1 --perm 1",
+     "--vendor: \"0\" is no id (1 to 8 hexadecimal digits, not 0)"},
+    {"TypeAndIds", "device add --type 2 --vendor 1 --product 1 --perm 1", "--type excludes --vendor"},
+    {"UsbTypeDoesNotFit", "device add --vendor 1 --product 1 --perm 1 --utype 22",
+     "--utype: Value 22 not in range 0 to 21"},
+    {"PermissionOfAnUpdate", "device update --type 2 --perm 3", "--perm: 3 not in {1,2,5}"},
+    {"ClassAlone", "device add --sm-class 1 --perm 1", "--sm-class requires --sm-subtype"},
+    {"NoClassToUpdate", "device update --sm-class 1 --sm-subtype 1 --perm 1",
+     "The following arguments were not expected: 1 --sm-subtype 1 --sm-class"},
+    {"BothLists", "device list --types --ids", "--types excludes --ids"},
+    {"NoBatch", "device batch", "--from-file is required"},
+    {"CredentialAsArgument", "user check root secret", "The following argument was not expected: secret"},
+    {"NoMessage", "notify device --type 1", "--data or --data-file is required"},
+    {"HalfAByte", "notify device --type 1 --data abc", "--data: not two hexadecimal digits for each byte"},
     {"FlagWithAValue", "ppro list --json=x", "a flag takes no value"},
 };
 
@@ -108,8 +134,9 @@ TEST_F(TreskctlUsageTest, HelpIsNoError)
     const Outcome outcome = treskctl({"--help"});
     EXPECT_EQ(outcome.exit_status, 0);
     EXPECT_EQ(outcome.error, "");
-    for (const char* object : {"status", "func", "module", "security", "conf", "ppro", "netctl", "pkg",
-                               "pblk", "bwlist", "notify"}) {
+    for (const char* object :
+         {"status", "func", "module", "security", "conf", "ppro", "netctl", "pkg", "pblk", "bwlist", "label",
+          "hash", "kmod", "device", "wireless", "user", "notify"}) {
         EXPECT_THAT(outcome.output, HasSubstr(std::string("\n  ") + object + " "));
     }
 }

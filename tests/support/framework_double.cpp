@@ -147,8 +147,13 @@ char** malloced_list(const std::vector<std::string>& texts)
         return nullptr;
     }
     auto** list = static_cast<char**>(std::calloc(texts.size(), sizeof(char*)));
-    for (std::size_t i = 0; i < texts.size(); ++i) {
+    for (std::size_t i = 0; list != nullptr && i < texts.size(); ++i) {
         list[i] = ::strdup(texts[i].c_str());
+        if (list[i] == nullptr) { // a list is whole, or there is none
+            std::for_each_n(list, i, std::free);
+            std::free(list);
+            return nullptr;
+        }
     }
     return list;
 }

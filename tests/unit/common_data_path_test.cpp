@@ -82,6 +82,79 @@ TEST_F(DataPath, ShortFormHoldsAtMost4095Bytes)
     EXPECT_EQ(shortened("/data" + longest + "b"), longest);
 }
 
+TEST_F(DataPath, ShortFormHoldsAsManyBytesAsItsUserKeeps)
+{
+    const Malloced<char> path(::strdup("/data/home/abcdef"));
+    shorten_data_path(path.get(), 8);
+    EXPECT_STREQ(path.get(), "/home/ab");
+}
+
+TEST_F(DataPath, ShortFormEndsBetweenTwoCharacters)
+{
+    const Malloced<char> path(::strdup("/data/home/a\u00e4b"));
+    shorten_data_path(path.get(), 8);
+    EXPECT_STREQ(path.get(), "/home/a");
+}
+
+TEST_F(DataPath, WithoutDataIsThePlaceBehindIt)
+{
+    const char* path = "/data/home/u/a";
+    EXPECT_EQ(without_data(path), path + 5);
+    EXPECT_EQ(same_questions, (std::vector<Pair>{{"/data/home/u/a", "/home/u/a"}}));
+}
+
+TEST_F(DataPath, WithoutDataIsThePathWhereItsFormsNameTwoFiles)
+{
+    const char* path = "/data/root/a";
+    for (const int answer : {0, -1, 2}) {
+        same_answer = answer;
+        EXPECT_EQ(without_data(path), path);
+    }
+}
+
+TEST_F(DataPath, WithoutDataIsAnotherPathWithoutAsking)
+{
+    for (const char* path : {"/data/usr/a", "/home/u/a", "/data", "", "data/home/a"}) {
+        EXPECT_EQ(without_data(path), path);
+    }
+    EXPECT_EQ(same_questions, std::vector<Pair>());
+}
+
+// --- the form that is stored ---
+
+constexpr char kSource[] = "module";
+
+TEST_F(DataPath, StoredFormIsMadeAbsoluteAndThenShort)
+{
+    framework().get_absolute_path = [](const char* path) {
+        return ::strdup((std::string("/data/home/") + path).c_str());
+    };
+    EXPECT_STREQ(stored_path(kSource, "a").get(), "/home/a");
+    EXPECT_EQ(same_questions, (std::vector<Pair>{{"/data/home/a", "/home/a"}}));
+    EXPECT_TRUE(framework().order.empty());
+}
+
+TEST_F(DataPath, StoredFormOfAPathThatCannotBeMadeAbsoluteIsNoneAndThatIsTold)
+{
+    framework().get_absolute_path = [](const char*) -> char* {
+        errno = ELOOP;
+        return nullptr;
+    };
+    EXPECT_EQ(stored_path(kSource, "a/%s"), nullptr);
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_TRUE(same_questions.empty());
+    const std::string text = std::string("faile to get absolute path: ") + std::strerror(ELOOP);
+    ASSERT_EQ(framework().logs.size(), 1U);
+    EXPECT_EQ(framework().logs[0].level, 3);
+    EXPECT_EQ(framework().logs[0].subject, "a/%s");
+    EXPECT_EQ(framework().logs[0].source, kSource);
+    EXPECT_EQ(framework().logs[0].text, text);
+    ASSERT_EQ(framework().errors.size(), 1U);
+    EXPECT_EQ(framework().errors[0].code, -1011);
+    EXPECT_EQ(framework().errors[0].subject, "a/%s");
+    EXPECT_EQ(framework().errors[0].text, text);
+}
+
 // --- the key for look-ups ---
 
 TEST_F(DataPath, LookupKeyOfABoundPathIsItsLongForm)
