@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -380,7 +381,8 @@ void add_batch(Run& run, const std::string& file)
     }
     std::vector<tresk_device_policy> policies;
     std::ranges::transform(*lines, std::back_inserter(policies), policy_of);
-    std::ranges::stable_partition(policies, [](const auto& policy) { return !is_by_type(policy); });
+    (void)std::stable_partition(policies.begin(), policies.end(),
+                                [](const auto& policy) { return !is_by_type(policy); });
     const int count = static_cast<int>(policies.size());
     if (count != 0 && run.ask([&] { return tresk_devctl_batch_add_perm(policies.data(), count); }) != 0) {
         run.fail(refused_device_policy());
