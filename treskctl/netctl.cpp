@@ -6,6 +6,7 @@
 #include "treskctl/edit.h"
 #include "treskctl/netctl_rules.h"
 #include "treskctl/path_commands.h"
+#include "treskctl/service_answer.h"
 
 namespace tresk::ctl {
 
@@ -116,6 +117,18 @@ void show_user_hashes(Run& run, const std::vector<std::string>& paths, std::uint
     });
 }
 
+/// The library has no other answer for a failed call than one that the service may give.
+void show_permission(Run& run)
+{
+    Table& table = run.table("permission", {"answer"});
+    const int answer = run.ask(tresk_netflow_perm_check);
+    if (answer == kFailedSomehow) {
+        run.fail(failure_without_reason(run));
+    } else {
+        table.rows.push_back({answer});
+    }
+}
+
 void add_questions(CLI::App& netctl, Run& run)
 {
     const auto list = std::make_shared<Question>();
@@ -135,6 +148,9 @@ void add_questions(CLI::App& netctl, Run& run)
         netctl, run, "hash", "Show the hashes under which paths are kept",
         [uid](Run& asked, const std::vector<std::string>& paths) { show_user_hashes(asked, paths, *uid); });
     add_uid_option(*hasher, *uid);
+
+    add_command(netctl, run, "permission", "Ask the service for the network-flow permission",
+                [&run] { show_permission(run); });
 }
 
 } // namespace

@@ -161,6 +161,13 @@ TEST_F(NetctlQueryTest, NoHashIsToldWhileItIsNotKnownWhatItHolds)
                      "policy\n"));
 }
 
+TEST_F(NetctlQueryTest, PermissionIsTheServicesAnswer)
+{
+    write_state("netflow_permission", "3\n");
+    EXPECT_EQ(treskctl({"netctl", "permission"}), succeeded("ANSWER\n3\n"));
+    EXPECT_EQ(treskctl_without_bus({"netctl", "permission"}).exit_status, 1);
+}
+
 } // namespace
 
 } // namespace tresk::test
