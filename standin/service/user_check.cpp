@@ -77,13 +77,26 @@ class Transaction {
     int status_;
 };
 
+/// Whether PAM has a file to go by. It refuses without one as well, but loses memory on the way.
+bool has_service_file(const std::filesystem::path& services)
+{
+    return std::filesystem::exists(services / "tresk") || std::filesystem::exists(services / "other");
+}
+
+bool is_valid(const std::filesystem::path& services, const std::string& user, std::string& credential)
+{
+    if (!has_service_file(services)) {
+        return false;
+    }
+    Transaction transaction(services, user, credential);
+    return transaction.step(pam_authenticate) && transaction.step(pam_acct_mgmt);
+}
+
 Variant check_user(const Folders& folders, GVariant* arguments)
 {
     const std::string user = text_at(arguments, 0);
     std::string credential = text_at(arguments, 1);
-    Transaction transaction(folders.state / "pam.d", user, credential);
-    const bool valid = transaction.step(pam_authenticate) && transaction.step(pam_acct_mgmt);
-    return number(valid ? kValid : kRefused);
+    return number(is_valid(folders.state / "pam.d", user, credential) ? kValid : kRefused);
 }
 
 } // namespace
