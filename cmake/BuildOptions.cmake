@@ -31,7 +31,4 @@ if(TRESK_SANITIZE)
   target_compile_options(tresk_sanitize INTERFACE
     -fsanitize=${TRESK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tresk_sanitize INTERFACE -fsanitize=${TRESK_SANITIZE})
-else()
-  # The records are 4 KiB and more: they live on the heap. (A sanitizer's red zones enlarge every frame.)
-  target_compile_options(tresk_sanitize INTERFACE -Wframe-larger-than=4000)
 endif()
