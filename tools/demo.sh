@@ -47,6 +47,16 @@ show_refused() {
     esac
 }
 
+# The same for a question whose answer is no.
+show_answer_no() {
+    printf '$ %s\n' "$*"
+    if "$@"; then
+        fail "the answer should have been no: $*"
+    elif [ $? -ne 1 ]; then
+        fail "this was no answer: $*"
+    fi
+}
+
 # Fails unless file $1 holds text $2.
 must_hold() {
     grep -qF -- "$2" "$1" || fail "$1 does not hold \"$2\""
@@ -96,16 +106,20 @@ must_hold "$policy" "<type>2</type>"
 say "Suppose the user is asked for a password, and cancels: the refusal has a name, a number and a meaning."
 printf '%s\n' "tresk_xattr_set_func_status error MERON.TRESK.CANCEL.AUTH The user cancelled." \
     >"$TRESK_STANDIN_STATE/service-faults"
-show_refused "authorisation cancelled (TRESK_ERROR_CANCELLED, -1002)" treskctl func set ppro off
+show_refused "(TRESK_ERROR_CANCELLED, -1002)" treskctl status set ppro off
 rm "$TRESK_STANDIN_STATE/service-faults"
 
-say "With the framework switched off nothing is changed; its log has the reason."
-show treskctl status set off
-show_refused "the service refused" treskctl ppro update "$program" --type 3
+say "With the framework switched off nothing is changed."
+show treskctl status set framework off
+show_refused "the framework is disabled" treskctl ppro update "$program" --type 3
 must_hold "$policy" "<type>2</type>"
-# shellcheck disable=SC2016 # shown as it is typed; show_line expands it
-show_line 'grep "text=MERON.TRESK.DISABLED" "$TRESK_STANDIN_LOG"'
-show treskctl status set on
+show treskctl status set framework on
+
+say "Doing the same thing twice changes nothing and asks nobody; a dry run shows the calls and makes none."
+show treskctl ppro update "$program" --type 2
+treskctl ppro update "$program" --type 2 | grep -qx 'changed: no' || fail "a second time changed something"
+show treskctl --dry-run ppro remove "$program"
+must_hold "$policy" "$program"
 
 say "End the protection. The policy is empty again."
 show treskctl ppro remove "$program"
@@ -131,8 +145,8 @@ must_hold /etc/tresk/pblk/pblk.xml "data_source_name=\"demo\""
 
 say "Black and white lists of packages: is it on the white list and not on the black one?"
 show treskctl bwlist add white coreutils
-show treskctl bwlist lookup bwlist coreutils bash
-treskctl bwlist lookup bwlist coreutils | grep -q '^yes ' || fail "coreutils is not on the white list"
+show_answer_no treskctl bwlist verdict coreutils bash
+treskctl bwlist verdict coreutils | grep -q '^yes ' || fail "coreutils is not on the white list"
 must_hold /etc/tresk/bwlist/bwlist.xml "rpm_name=\"coreutils\""
 
 say "File labels: protect the files below a directory, then all that a list names."
@@ -143,7 +157,7 @@ show treskctl label protect readonly --recursive "$files/below"
 show_line "find '$files' -type f | treskctl label protect verify -f -"
 must_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files/one"
 must_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files/below/two"
-show treskctl label clear
+show treskctl label clear --yes
 must_not_hold "$TRESK_STANDIN_STATE/scene/filectl" "$files"
 
 say "Give a path to the security administrator alone, and let a program run that execution control knows."
@@ -163,7 +177,7 @@ printf 'changed\n' >"$files/one"
 show treskctl hash show "$files/one"
 before=$(printf 'one\n' | sha256sum | cut -d ' ' -f 1)
 treskctl hash show "$files/one" | grep -qF "$before" || fail "the service forgot the hash of $files/one"
-show_refused "no hash" treskctl hash show /no/such/file
+show_refused "there is no hash" treskctl hash show /no/such/file
 
 say "Kernel modules, and what the kernel's side is told of one (message type 9)."
 show treskctl kmod protect usb_storage
@@ -177,17 +191,17 @@ must_not_hold "$TRESK_STANDIN_STATE/scene/kmodctl" usb_storage
 
 say "Devices: a policy for a type, one for vendor and product ids, and another permission for it."
 show treskctl device add --type 13 --perm 2
-show treskctl device add --vendor 1d6b --product 0002 --utype 3 --perm 1
-show treskctl device update --vendor 1d6b --product 0002 --utype 3 --perm 5
+show treskctl device add --vendor 1d6b --product 0002 --usb-type 3 --perm 1
+show treskctl device update --vendor 1d6b --product 0002 --usb-type 3 --perm 5
 show treskctl device list
-treskctl device list | grep -qE '^- +1d6b +0002 +3 +5$' || fail "the device policy is not listed"
+treskctl device list | grep -qE '^- +1d6b +0002 +3 +- +5$' || fail "the device policy is not listed"
 show treskctl notify device --type 12 --data 6b1d0200
 must_hold "$TRESK_STANDIN_STATE/kernel.log" " payload=6b1d02"
 
 say "Many policies at once, one JSON object a line."
 show_line "printf '%s\\n' '{\"type\": 14, \"perm\": 1}' '{\"vendor\": \"046d\", \"product\": \"c52b\", \"perm\": 2}' |
     treskctl device batch -f -"
-treskctl device list --ids | grep -q 046d || fail "the batch's policy is not listed"
+treskctl device list --vendor 046d | grep -q c52b || fail "the batch's policy is not listed"
 
 say "The service keeps a record of the devices that were seen."
 seen="{\"first\": 1, \"second\": 0, \"id_1\": \"1d6b\", \"id_2\": \"0002\", \"text_1\": \"hub\", \"text_2\": \"demo\", \
@@ -207,6 +221,27 @@ printf 'auth required pam_permit.so\naccount required pam_permit.so\n' >"$TRESK_
 show_line "printf 'open sesame\\n' | treskctl user check demo"
 printf 'auth required pam_deny.so\n' >"$TRESK_STANDIN_STATE/pam.d/tresk"
 printf 'open sesame\n' >"$files/credential"
-show_refused "not valid" treskctl user check demo <"$files/credential"
+show_answer_no treskctl user check demo <"$files/credential"
+
+say "All policies as one document. Another document is compared with the machine, and made true."
+show treskctl netctl clear --yes
+show treskctl export
+cat >"$files/wanted.json" <<JSON
+{"version": 1, "policy": {
+  "ppro": [{"path": "$program", "type": 4, "note": "the demo wants it"}],
+  "wireless": [{"name": "the office"}, {"name": "the canteen"}]}}
+JSON
+show cat "$files/wanted.json"
+show_answer_no treskctl diff machine "$files/wanted.json"
+show treskctl apply "$files/wanted.json"
+show treskctl diff machine "$files/wanted.json"
+show treskctl apply "$files/wanted.json"
+treskctl apply "$files/wanted.json" | grep -qx 'changed: no' || fail "applying it again changed something"
+
+say "Why may this program not be stopped? And is all well with this machine?"
+show treskctl explain "$program"
+treskctl explain "$program" | grep -q '^ppro ' || fail "the explanation does not name the policy"
+show treskctl verify
+show treskctl doctor -o check,state,detail
 
 say "Every step did what it says. A shell in this sandbox, to try more of it:  ./dev shell"

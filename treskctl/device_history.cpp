@@ -2,22 +2,28 @@
 //
 // The part of "device" about the devices that were seen. What the numbers and texts of a record mean is the
 // framework service's affair; they are shown and sent in the record's order.
+#include "common/handles.h"
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
-#include "treskctl/device.h"
 #include "treskctl/json_lines.h"
-#include "treskctl/service_answer.h"
+#include "treskctl/policy/device_database.h"
+#include "treskctl/policy/kind.h"
+#include "treskctl/policy/object_commands.h"
+#include "treskctl/simple_change.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
+#include <utility>
 
 namespace tresk::ctl {
 
 namespace {
-
-constexpr const char* kDatabase = "/etc/tresk/db/whlist.db";
 
 template <std::size_t size>
 std::string text_of(const char (&field)[size])
@@ -27,21 +33,27 @@ std::string text_of(const char (&field)[size])
 
 Row row_of(const tresk_device_record& record)
 {
-    return {record.first,           record.second,          DeviceId{record.third}, DeviceId{record.fourth},
-            text_of(record.text_1), text_of(record.text_2), text_of(record.time),   text_of(record.text_3)};
+    return {record.first,           record.second,          id_text(record.third), id_text(record.fourth),
+            text_of(record.text_1), text_of(record.text_2), text_of(record.time),  text_of(record.text_3)};
 }
 
-/// The library would make an empty database where there is none.
+/// The library tells a database that it cannot read from an empty one in its log alone, and makes one where
+/// there is none: then no device was seen.
 void show_history(Run& run)
 {
     Table& table =
         run.table("devices", {"first", "second", "id_1", "id_2", "text_1", "text_2", "time", "text_3"});
-    if (::access(kDatabase, R_OK) != 0) {
-        run.fail({Cause::Policy, std::string("cannot be read: ") + std::strerror(errno), {}, kDatabase});
+    if (::access(kDeviceDatabase, F_OK) != 0 && errno == ENOENT) {
         return;
     }
-    const auto records = device_records(run, device_record_get);
-    for (const tresk_device_record& record : records.all()) {
+    if (auto failure = judge_device_database(kDeviceDatabase).failure) {
+        run.fail(std::move(*failure));
+        return;
+    }
+    int count = 0;
+    const Malloced<tresk_device_record> records(run.ask([&] { return device_record_get(&count); }));
+    for (const tresk_device_record& record :
+         std::span(records.get(), records ? static_cast<std::size_t>(count) : 0)) {
         table.rows.push_back(row_of(record));
     }
 }
@@ -69,7 +81,7 @@ tresk_device_record record_of(const JsonLine& line)
 
 void add_history(Run& run, const std::string& file)
 {
-    Table& results = run.table("results", {"result", "devices"});
+    SimpleChanges results(run, {"result", "devices"});
     const auto lines = read_json_lines(run, file);
     if (!lines) {
         return;
@@ -77,15 +89,10 @@ void add_history(Run& run, const std::string& file)
     std::vector<tresk_device_record> records;
     std::ranges::transform(*lines, std::back_inserter(records), record_of);
     const int count = static_cast<int>(records.size());
-    const int answer =
-        count == 0 ? 0 : run.ask([&] { return tresk_devctl_xdg_insert_record(records.data(), count); });
-    if (answer == -1) {
-        run.fail(failure_without_reason(run));
-    } else if (auto failure = failure_of_change(answer)) {
-        run.fail(std::move(*failure));
-    } else {
-        results.rows.push_back({"recorded", count});
-    }
+    results.make({"recorded", count},
+                 {"tresk_devctl_xdg_insert_record({" + std::to_string(count) + " records}, " +
+                      std::to_string(count) + ")",
+                  [&] { return count == 0 ? 0 : tresk_devctl_xdg_insert_record(records.data(), count); }});
 }
 
 } // namespace

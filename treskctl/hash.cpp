@@ -7,7 +7,7 @@
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
 #include "treskctl/path_list.h"
-#include "treskctl/printable.h"
+#include "treskctl/policy/call_text.h"
 #include "treskctl/service_answer.h"
 
 #include <array>
@@ -25,19 +25,20 @@ struct HashKind {
     const char* help;
     char* (*one)(const char* path);
     char** (*many)(const char* const* paths, int count);
+    /// Whether the service stores what it computes, so that a dry run must not ask it to; and the function
+    /// then.
+    const char* storing;
+    /// What to do about a file without a hash.
+    const char* advice;
 };
 
 constexpr std::array kKinds = {
     HashKind{"calc", "Have the service compute the hashes of files", tresk_calc_file_hash_value,
-             tresk_calc_multi_file_hash_value},
+             tresk_calc_multi_file_hash_value, "tresk_calc_multi_file_hash_value",
+             "Look whether it is a file, and may be read."},
     HashKind{"show", "Ask the service for the stored hashes of files", tresk_get_file_hash_value,
-             tresk_get_multi_file_hash_value},
+             tresk_get_multi_file_hash_value, nullptr, "\"hash calc\" has one computed and stored."},
 };
-
-Malloced<char> hash_of(Run& run, const HashKind& kind, const ListedPath& path)
-{
-    return run.ask([&] { return Malloced<char>(kind.one(path.absolute.c_str())); });
-}
 
 /// The hashes of @paths in one call; none when it failed.
 Hashes hashes_of(Run& run, const HashKind& kind, Paths paths)
@@ -65,23 +66,23 @@ struct Asking {
         if (hash != nullptr && *hash != '\0') {
             table.rows.push_back({std::string(hash), path.given});
         } else {
-            run.fail({Cause::NotFound,
-                      "no hash; the framework's log has the reason where there is one",
-                      {},
-                      path.given});
+            run.fail({Cause::NotFound, "there is no hash", {}, path.given, kind.advice});
         }
     }
 
     /// False when the service cannot be asked at all.
     [[nodiscard]] bool ask_for_one(const ListedPath& path) const
     {
-        const auto hash = hash_of(run, kind, path);
-        if (auto failure = hash ? std::nullopt : probe_service(run)) {
-            run.fail(std::move(*failure));
-            return false;
+        const auto hash = run.hear([&] { return Malloced<char>(kind.one(path.absolute.c_str())); });
+        if (!hash.recorded) {
+            note(path, hash.result.get());
+            return true;
         }
-        note(path, hash.get());
-        return true;
+        Failure failure = failure_of_record(*hash.recorded);
+        failure.subject = path.given;
+        const bool unreachable = failure.cause == Cause::Unreachable;
+        run.fail(std::move(failure));
+        return !unreachable;
     }
 
     [[nodiscard]] bool ask_for(Paths paths) const
@@ -95,28 +96,19 @@ struct Asking {
     }
 };
 
-/// The service's calls carry only UTF-8, and one other text would spoil the whole list.
-std::vector<ListedPath> sendable(Run& run, std::vector<ListedPath> paths)
-{
-    std::erase_if(paths, [&](const ListedPath& path) {
-        if (is_utf8(path.absolute)) {
-            return false;
-        }
-        Failure failure = not_utf8();
-        failure.subject = path.given;
-        run.fail(std::move(failure));
-        return true;
-    });
-    return paths;
-}
-
 void show_hashes(Run& run, const HashKind& kind, const PathList& list)
 {
-    Table& table = run.table("hashes", {"hash", "path"});
-    if (auto paths = read_paths(run, list)) {
+    const bool only_shown = kind.storing != nullptr && run.settings().dry_run;
+    const std::vector<std::string> fields = {"hash", "path", "call"};
+    Table& table = run.table("hashes", {fields.begin(), fields.end() - (only_shown ? 0 : 1)});
+    const auto paths = read_paths(run, list);
+    if (paths && only_shown) {
+        std::ranges::transform(*paths, std::back_inserter(table.rows), [&](const ListedPath& path) {
+            return Row{Value(), path.given, kind.storing + ("({" + c_literal(path.absolute) + "}, ...)")};
+        });
+    } else if (paths) {
         const Asking asking{run, kind, table};
-        const auto sent = sendable(run, std::move(*paths));
-        for_each_part(sent, [&](Paths part) { return asking.ask_for(part); });
+        for_each_part(*paths, [&](Paths part) { return !run.stopping() && asking.ask_for(part); });
     }
 }
 

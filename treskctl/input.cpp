@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace tresk::ctl {
@@ -33,6 +35,20 @@ bool read_file(const std::string& file, std::string& content)
     return opened && append_all(opened.get(), content);
 }
 
+/// Empty entries are no texts: the one behind the last separator, and lines left blank.
+std::vector<std::string> entries_of(std::string_view content, char separator)
+{
+    std::vector<std::string> entries;
+    while (!content.empty()) {
+        const std::string_view entry = content.substr(0, content.find(separator));
+        if (!entry.empty()) {
+            entries.emplace_back(entry);
+        }
+        content.remove_prefix(std::min(entry.size() + 1, content.size()));
+    }
+    return entries;
+}
+
 } // namespace
 
 ssize_t read_some(int descriptor, std::span<char> room)
@@ -47,7 +63,7 @@ ssize_t read_some(int descriptor, std::span<char> room)
 std::optional<std::string> read_input(Run& run, const std::string& file)
 {
     std::string content;
-    if (read_file(file, content)) {
+    if (run.ask_user([&] { return read_file(file, content); })) {
         return content;
     }
     run.fail({Cause::Input,
@@ -55,6 +71,20 @@ std::optional<std::string> read_input(Run& run, const std::string& file)
               {},
               file == kStandardInput ? "standard input" : file});
     return std::nullopt;
+}
+
+std::optional<std::vector<std::string>> read_list(Run& run, const std::string& file)
+{
+    const auto content = read_input(run, file);
+    if (!content) {
+        return std::nullopt;
+    }
+    const char separator = run.settings().null_separated ? '\0' : '\n';
+    // A text ends at a null character, wherever the line goes on.
+    if (separator != '\0' && content->find('\0') != std::string::npos) {
+        throw WrongUsage("--from-file: there are null characters in the list (see --null)");
+    }
+    return entries_of(*content, separator);
 }
 
 } // namespace tresk::ctl

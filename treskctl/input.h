@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace tresk::ctl {
 
@@ -21,6 +22,10 @@ ssize_t read_some(int descriptor, std::span<char> room);
 
 /// All bytes of @file; nothing, and a failure, when it cannot be read.
 std::optional<std::string> read_input(Run& run, const std::string& file);
+
+/// The texts of a list: one a line, or with a NUL behind each where the settings say so; blank ones are left
+/// out. Nothing, and a failure, when it cannot be read; throws WrongUsage for a NUL within a line.
+std::optional<std::vector<std::string>> read_list(Run& run, const std::string& file);
 
 } // namespace tresk::ctl
 

@@ -46,7 +46,7 @@ JsonLine::JsonLine(std::size_t number, std::string_view text)
 
 void JsonLine::refuse(const std::string& message) const
 {
-    throw CLI::ValidationError("line " + std::to_string(number_) + ": " + message);
+    throw WrongUsage("line " + std::to_string(number_) + ": " + message);
 }
 
 void JsonLine::allow(std::initializer_list<std::string_view> names) const

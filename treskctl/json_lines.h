@@ -21,7 +21,7 @@
 
 namespace tresk::ctl {
 
-/// One line's object. What throws, throws CLI::ParseError with the line's number.
+/// One line's object. What throws, throws WrongUsage with the line's number.
 class JsonLine {
   public:
     JsonLine(std::size_t number, std::string_view text);

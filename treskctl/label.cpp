@@ -5,11 +5,12 @@
 // so the paths of such a list are tried one by one. What is so already counts as done either way.
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
-#include "treskctl/edit.h"
+#include "treskctl/confirm.h"
 #include "treskctl/path_commands.h"
 #include "treskctl/path_list.h"
-#include "treskctl/service_answer.h"
+#include "treskctl/policy/call_text.h"
 #include "treskctl/shared_options.h"
+#include "treskctl/simple_change.h"
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,7 @@ namespace tresk::ctl {
 
 namespace {
 
+constexpr int kFailedSomehow = -1;
 constexpr int kPresentAlready = -2;
 constexpr int kNotPresent = -3;
 
@@ -53,6 +55,9 @@ struct Verb {
     int (*set_one)(const LabelOptions& options, const Label& label, const char* path);
     /// 0 when all was done, else the scene library's code, or -1 where the library has none.
     int (*set_many)(Paths paths, const Label& label);
+    /// The names of the functions for one path, and for many.
+    const char* function_for_one;
+    const char* function_for_many;
     void (*add_options)(CLI::App& command, LabelOptions& options);
 };
 
@@ -178,13 +183,13 @@ constexpr std::array kAttributes = {Label{"", "", "", "labelled", 0}};
 
 constexpr std::array kVerbs = {
     Verb{"protect", "Protect files, or end their protection", kProtections, protect_one, protect_many,
-         add_protect_options},
+         "tresk_protect_set", "tresk_protect_multi_set", add_protect_options},
     Verb{"identify", "Deny paths to all users and give them to a role, or free them", kIdentities,
-         identify_one, identify_many, add_no_options},
+         identify_one, identify_many, "tresk_identify_set", "tresk_identify_multi_set", add_no_options},
     Verb{"exec", "Put files on the white list of execution control, or take them off", kExecutions,
-         execute_one, execute_many, add_no_options},
+         execute_one, execute_many, "tresk_exectl_set", "tresk_exectl_multi_set", add_no_options},
     Verb{"xattr", "Give files their execution label attribute", kAttributes, attribute_one, attribute_many,
-         add_no_options},
+         "tresk_label_set", "tresk_exectl_multi_set_for_dpkg", add_no_options},
 };
 
 // --- setting ---
@@ -204,14 +209,18 @@ bool is_done(const Label& label, int result)
     return result == 0 || result == label.done_before;
 }
 
+std::string scene_failed(int code)
+{
+    return "the scene library failed with code " + std::to_string(code);
+}
+
 Failure failure_of(int result, const std::string& path)
 {
     if (result == kFailedSomehow) {
-        return {Cause::NoAnswer, "the path cannot be resolved, or the scene library refused it", result,
-                path};
+        return {Cause::NotFound, "there is no such file, or the scene library refused it", result, path,
+                "Look at the path; of a refusal the framework's log has the reason."};
     }
-    return {Cause::Scene, "the framework's scene library failed with code " + std::to_string(result), result,
-            path};
+    return {Cause::Scene, scene_failed(result), result, path, {}};
 }
 
 struct Setting {
@@ -219,12 +228,15 @@ struct Setting {
     const Verb& verb;
     const LabelOptions& options;
     const Label& label;
-    Table& results;
+    SimpleChanges& results;
 
+    /// Of most labels nobody tells what was there before.
     void note(const ListedPath& path, int result) const
     {
-        if (is_done(label, result)) {
-            results.rows.push_back({label.done, path.given});
+        if (result == 0) {
+            results.note({label.done, path.given}, std::nullopt);
+        } else if (is_done(label, result)) {
+            results.leave({label.done, path.given}, path.given);
         } else {
             run.fail(failure_of(result, path.given));
         }
@@ -235,7 +247,7 @@ struct Setting {
     {
         const int result = run.ask([&] { return verb.set_one(options, label, path.given.c_str()); });
         if (result == 0) {
-            results.rows.push_back({label.done, path.given});
+            results.note({label.done, path.given}, std::nullopt);
         } else {
             run.fail(failure_of(result, path.given));
         }
@@ -259,11 +271,31 @@ struct Setting {
         }
     }
 
+    /// The call's text names the function and what it is given of this path.
+    void show(Paths paths, const char* function, bool in_one_call) const
+    {
+        for (const ListedPath& path : paths) {
+            const std::string argument = c_literal(in_one_call ? path.absolute : path.given);
+            const std::string word =
+                label.for_many == std::string_view() ? "" : ", " + c_literal(label.for_many);
+            const std::string text =
+                in_one_call ? "({" + argument + word + "}, ...)" : "(" + argument + word + ")";
+            (void)results.is_only_shown({label.done, path.given}, {function + text, nullptr});
+        }
+    }
+
     void set_part(Paths paths, bool alone) const
     {
-        if (options.below) {
+        const bool one_by_one = options.below || (label.for_one != nullptr && (alone || options.sm));
+        if (run.settings().dry_run) {
+            show(paths,
+                 options.below ? "tresk_protect_set_for_dir"
+                 : one_by_one  ? verb.function_for_one
+                               : verb.function_for_many,
+                 !one_by_one);
+        } else if (options.below) {
             std::ranges::for_each(paths, [&](const ListedPath& path) { set_below(path); });
-        } else if (label.for_one != nullptr && (alone || options.sm)) {
+        } else if (one_by_one) {
             std::ranges::for_each(paths, [&](const ListedPath& path) { set_one(path); });
         } else {
             set_many(paths);
@@ -273,7 +305,7 @@ struct Setting {
 
 void set(Run& run, const Verb& verb, const LabelOptions& options)
 {
-    Table& results = run.table("results", {"result", "path"});
+    SimpleChanges results(run, {"result", "path"});
     const auto paths = read_paths(run, options.list);
     if (!paths) {
         return;
@@ -281,7 +313,7 @@ void set(Run& run, const Verb& verb, const LabelOptions& options)
     const Setting setting{run, verb, options, label_of(verb, options.word), results};
     for_each_part(*paths, [&](Paths part) {
         setting.set_part(part, paths->size() == 1);
-        return true;
+        return !run.stopping();
     });
 }
 
@@ -301,17 +333,24 @@ void add_verb(CLI::App& group, Run& run, const Verb& verb)
 
 // --- the rest ---
 
+/// The library goes through its list of files, and stops at the first that it cannot free.
+std::optional<Failure> failure_of_clearing(const Answer<int>& answer)
+{
+    if (answer.result == 0) {
+        return std::nullopt;
+    }
+    return Failure{Cause::Scene,
+                   scene_failed(answer.result) + "; files before the one that stays are free",
+                   answer.result,
+                   {},
+                   {}};
+}
+
 void clear_protection(Run& run)
 {
-    Table& results = run.table("results", {"protection"});
-    if (const int result = run.ask(tresk_fpro_clear_policy_zdk); result != 0) {
-        run.fail({Cause::Scene,
-                  "the framework's scene library failed with code " + std::to_string(result) +
-                      "; what was before that file is no longer protected",
-                  result,
-                  {}});
-    } else {
-        results.rows.push_back({"cleared"});
+    SimpleChanges results(run, {"protection"});
+    if (confirm(run, "end the protection of all files")) {
+        results.make({"cleared"}, TRESKCTL_CALL(tresk_fpro_clear_policy_zdk), {}, {}, failure_of_clearing);
     }
 }
 

@@ -5,7 +5,10 @@
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
 #include "treskctl/module_state.h"
+#include "treskctl/policy/call_text.h"
+#include "treskctl/policy/object_commands.h"
 #include "treskctl/service_answer.h"
+#include "treskctl/simple_change.h"
 
 #include <array>
 #include <memory>
@@ -40,6 +43,23 @@ void ask_about_change(Run& run, const std::array<int, 2>& numbers, Call call)
     }
 }
 
+/// Whether each of the modules is so already, now and after the next boot; nothing where one cannot be asked.
+std::optional<bool> modules_are(Run& run, const std::array<int, 5>& states)
+{
+    for (std::size_t module = 0; module < states.size(); ++module) {
+        for (const auto state_of : {getModuleStatus_dbus, getCurModuleStatus_dbus}) {
+            const int state = run.ask([&] { return state_of(static_cast<int>(module)); });
+            if (failure_of_query(state)) {
+                return std::nullopt;
+            }
+            if (state != states[module]) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 template <std::size_t count, class Action>
 void add_numbers_command(CLI::App& module, Run& run, const std::string& name, const std::string& help,
                          Action action)
@@ -53,19 +73,24 @@ void add_numbers_command(CLI::App& module, Run& run, const std::string& name, co
 void add_changes(CLI::App& module, Run& run)
 {
     add_numbers_command<5>(module, run, "set", "Change module states: five numbers", [&run](const auto& n) {
-        change(run, {"change"}, {"modules"},
-               [&] { return setModuleStatus_dbus(n[0], n[1], n[2], n[3], n[4]); });
+        make_simple_change(run, {{"change"},
+                                 {"modules"},
+                                 TRESKCTL_CALL(setModuleStatus_dbus, n[0], n[1], n[2], n[3], n[4]),
+                                 modules_are(run, n)});
     });
     add_numbers_command<6>(
         module, run, "set-reboot", "Change them for the next boot: six numbers", [&run](const auto& n) {
-            change(run, {"change"}, {"modules at reboot"},
-                   [&] { return setModuleStatusReboot_dbus(n[0], n[1], n[2], n[3], n[4], n[5]); });
+            make_simple_change(
+                run, {{"change"},
+                      {"modules at reboot"},
+                      TRESKCTL_CALL(setModuleStatusReboot_dbus, n[0], n[1], n[2], n[3], n[4], n[5])});
         });
     const auto policy = std::make_shared<std::string>();
     add_command(module, run, "selinux", "Choose the SELinux policy",
                 [&run, policy] {
-                    change(run, {"change", "policy"}, {"selinux", *policy},
-                           [&] { return setSelinuxPolicy(policy->c_str()); });
+                    make_simple_change(run, {{"change", "policy"},
+                                             {"selinux", *policy},
+                                             TRESKCTL_CALL(setSelinuxPolicy, *policy)});
                 })
         ->add_option("POLICY", *policy, "The policy's name")
         ->required();
@@ -76,11 +101,13 @@ void add_questions(CLI::App& module, Run& run)
     add_numbers_command<2>(
         module, run, "check-reboot", "Ask whether a change needs a reboot: two numbers",
         [&run](const auto& n) { ask_about_change(run, n, checkSetModuleStatusReboot_dbus); });
-    add_numbers_command<2>(module, run, "authorise", "Have the user authorised for a change: two numbers",
-                           [&run](const auto& n) {
-                               change(run, {"change", "first", "second"}, {"authorised", n[0], n[1]},
-                                      [&] { return processctrlPolkitForSetModuleStatus_dbus(n[0], n[1]); });
-                           });
+    add_numbers_command<2>(
+        module, run, "authorise", "Have the user authorised for a change: two numbers",
+        [&run](const auto& n) {
+            make_simple_change(run, {{"change", "first", "second"},
+                                     {"authorised", n[0], n[1]},
+                                     TRESKCTL_CALL(processctrlPolkitForSetModuleStatus_dbus, n[0], n[1])});
+        });
 }
 
 } // namespace
@@ -109,6 +136,7 @@ void add_module_commands(CLI::App& app, Run& run)
         ->required();
     add_changes(*module, run);
     add_questions(*module, run);
+    add_security_commands(*module, run);
 }
 
 } // namespace tresk::ctl

@@ -4,10 +4,12 @@
 #ifndef TRESK_TRESKCTL_NOTIFICATION_H
 #define TRESK_TRESKCTL_NOTIFICATION_H
 
+#include "treskctl/policy/kind.h"
 #include "treskctl/run.h"
 
 #include <cstdint>
-#include <functional>
+#include <string>
+#include <vector>
 
 namespace tresk::ctl {
 
@@ -17,8 +19,15 @@ using MessageType = std::uint16_t;
 /// Adds "--type", which is required: no number of the module's is a natural default.
 void add_message_type(CLI::App& command, MessageType& type);
 
-/// Sends with @send, one of the library's functions, and adds @row to @results when the message has gone.
-void send_notification(Run& run, Table& results, Row row, const std::function<int()>& send);
+/// A notification's row, and the library's call that sends it.
+struct Notice {
+    std::vector<std::string> fields;
+    Row row;
+    LibraryCall call;
+};
+
+/// Sends the message, or shows the call where the settings want that.
+void send_notification(Run& run, const Notice& notice);
 
 } // namespace tresk::ctl
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// "notify": tells the kernel module about a change. Types and values are the module's numbers. The messages
-// here carry a hash; the others are in notify_text.cpp.
+// "notify": tells the kernel module about a change. Types and values are the module's numbers.
 #include "common/handles.h"
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
-#include "treskctl/netctl_rules.h"
+#include "treskctl/netctl_questions.h"
 #include "treskctl/notification.h"
+#include "treskctl/policy/call_text.h"
 #include "treskctl/shared_options.h"
 
 #include <array>
@@ -31,13 +31,13 @@ struct Notification {
 };
 
 /// One kind of notification.
-struct Kind {
+struct HashNotice {
     const char* name;
     const char* help;
     /// The hash of the path that is the subject; nothing, and a failure, where it cannot be found out. Null
     /// for the kind that takes only a hash.
     std::optional<std::string> (*hash_of_path)(Run& run, const Notification& notification);
-    int (*send)(const Notification& notification, const char* hash);
+    LibraryCall (*send)(const Notification& notification, const std::string& hash);
     bool has_value;
     void (*add_options)(CLI::App& command, Notification& notification);
 };
@@ -73,26 +73,26 @@ std::optional<std::string> hash_for_pblk(Run& /*run*/, const Notification& notif
     return owned(tresk_pblk_get_path_hash(notification.subject.c_str()));
 }
 
-int send_hash(const Notification& notification, const char* hash)
+LibraryCall send_hash(const Notification& notification, const std::string& hash)
 {
-    return tresk_hash_communicate_with_kernel(notification.type, hash, notification.value);
+    return TRESKCTL_CALL(tresk_hash_communicate_with_kernel, notification.type, hash, notification.value);
 }
 
-int send_ppro(const Notification& notification, const char* hash)
+LibraryCall send_ppro(const Notification& notification, const std::string& hash)
 {
-    return tresk_ppro_communicate_with_kernel_zdk(notification.type, hash, notification.value,
-                                                  notification.sm ? 1 : 0, notification.source.name.c_str());
+    return TRESKCTL_CALL(tresk_ppro_communicate_with_kernel_zdk, notification.type, hash, notification.value,
+                         notification.sm ? 1 : 0, notification.source.name);
 }
 
-int send_netctl(const Notification& notification, const char* hash)
+LibraryCall send_netctl(const Notification& notification, const std::string& hash)
 {
-    return tresk_netctl_communicate_with_kernel(notification.type, hash, notification.value);
+    return TRESKCTL_CALL(tresk_netctl_communicate_with_kernel, notification.type, hash, notification.value);
 }
 
-int send_pblk(const Notification& notification, const char* hash)
+LibraryCall send_pblk(const Notification& notification, const std::string& hash)
 {
-    return tresk_pblk_communicate_with_kernel_zdk(notification.type, hash, notification.source.type,
-                                                  notification.source.name.c_str());
+    return TRESKCTL_CALL(tresk_pblk_communicate_with_kernel_zdk, notification.type, hash,
+                         notification.source.type, notification.source.name);
 }
 
 void add_ppro_options(CLI::App& command, Notification& notification)
@@ -113,11 +113,12 @@ void add_pblk_options(CLI::App& command, Notification& notification)
 
 void add_no_options(CLI::App& /*command*/, Notification& /*notification*/) {}
 
-constexpr std::array kKinds = {
-    Kind{"ppro", "About a process protection entry", hash_for_ppro, send_ppro, true, add_ppro_options},
-    Kind{"netctl", "About a network control entry", hash_for_netctl, send_netctl, true, add_netctl_options},
-    Kind{"pblk", "About a process blocking entry", hash_for_pblk, send_pblk, false, add_pblk_options},
-    Kind{"hash", "About a file's hash", nullptr, send_hash, true, add_no_options},
+constexpr std::array kNotices = {
+    HashNotice{"ppro", "About a process protection entry", hash_for_ppro, send_ppro, true, add_ppro_options},
+    HashNotice{"netctl", "About a network control entry", hash_for_netctl, send_netctl, true,
+               add_netctl_options},
+    HashNotice{"pblk", "About a process blocking entry", hash_for_pblk, send_pblk, false, add_pblk_options},
+    HashNotice{"hash", "About a file's hash", nullptr, send_hash, true, add_no_options},
 };
 
 // --- what they share ---
@@ -139,13 +140,13 @@ std::string complaint_about_subject(const std::string& text)
                : "\"" + text + "\" is neither a hash (64 lowercase hexadecimal digits) nor an absolute path";
 }
 
-std::vector<std::string> fields_of(const Kind& kind)
+std::vector<std::string> fields_of(const HashNotice& kind)
 {
     return kind.has_value ? std::vector<std::string>{"type", "value", "hash", "subject"}
                           : std::vector<std::string>{"type", "hash", "subject"};
 }
 
-Row row_of(const Kind& kind, const Notification& notification, const std::string& hash)
+Row row_of(const HashNotice& kind, const Notification& notification, const std::string& hash)
 {
     Row row = {notification.type, hash, notification.subject};
     if (kind.has_value) {
@@ -154,21 +155,20 @@ Row row_of(const Kind& kind, const Notification& notification, const std::string
     return row;
 }
 
-std::optional<std::string> hash_of(Run& run, const Kind& kind, const Notification& notification)
+std::optional<std::string> hash_of(Run& run, const HashNotice& kind, const Notification& notification)
 {
     return is_hash(notification.subject) ? notification.subject : kind.hash_of_path(run, notification);
 }
 
-void notify(Run& run, const Kind& kind, const Notification& notification)
+void notify(Run& run, const HashNotice& kind, const Notification& notification)
 {
-    Table& results = run.table("results", fields_of(kind));
     if (const auto hash = hash_of(run, kind, notification)) {
-        send_notification(run, results, row_of(kind, notification, *hash),
-                          [&] { return kind.send(notification, hash->c_str()); });
+        send_notification(
+            run, {fields_of(kind), row_of(kind, notification, *hash), kind.send(notification, *hash)});
     }
 }
 
-void add_subject(CLI::App& command, const Kind& kind, std::string& subject)
+void add_subject(CLI::App& command, const HashNotice& kind, std::string& subject)
 {
     if (kind.hash_of_path == nullptr) {
         command.add_option("HASH", subject, "The hash")
@@ -183,7 +183,7 @@ void add_subject(CLI::App& command, const Kind& kind, std::string& subject)
 }
 
 /// The numbers are needed: no number of the module's is a natural default.
-void add_kind(CLI::App& group, Run& run, const Kind& kind)
+void add_kind(CLI::App& group, Run& run, const HashNotice& kind)
 {
     const auto notification = std::make_shared<Notification>();
     CLI::App* const command = add_command(group, run, kind.name, kind.help,
@@ -203,7 +203,7 @@ void add_kind(CLI::App& group, Run& run, const Kind& kind)
 void add_notify_commands(CLI::App& app, Run& run)
 {
     CLI::App* const group = add_group(app, "notify", "Tell the kernel module about a change");
-    for (const Kind& kind : kKinds) {
+    for (const HashNotice& kind : kNotices) {
         add_kind(*group, run, kind);
     }
     add_text_notifications(*group, run);

@@ -6,6 +6,7 @@
 #include "treskctl/commands.h"
 #include "treskctl/input.h"
 #include "treskctl/notification.h"
+#include "treskctl/policy/call_text.h"
 #include "treskctl/shared_options.h"
 
 #include <CLI/CLI.hpp>
@@ -29,12 +30,11 @@ struct ModuleNotice {
 
 void notify_module(Run& run, const ModuleNotice& notice)
 {
-    Table& results = run.table("results", {"type", "module"});
-    send_notification(run, results, {notice.type, notice.module}, [&] {
-        const auto send =
-            notice.sm ? tresk_kmod_communicate_with_kernel_sm : tresk_kmod_communicate_with_kernel;
-        return send(notice.type, notice.module.c_str());
-    });
+    send_notification(
+        run, {{"type", "module"},
+              {notice.type, notice.module},
+              notice.sm ? TRESKCTL_CALL(tresk_kmod_communicate_with_kernel_sm, notice.type, notice.module)
+                        : TRESKCTL_CALL(tresk_kmod_communicate_with_kernel, notice.type, notice.module)});
 }
 
 void add_module_notice(CLI::App& group, Run& run)
@@ -81,22 +81,23 @@ std::string bytes_of(const std::string& digits)
 
 void notify_device(Run& run, const DeviceNotice& notice)
 {
-    Table& results = run.table("results", {"type", "bytes"});
     if (!notice.data && !notice.file) {
-        throw CLI::RequiredError("--data or --data-file");
+        throw WrongUsage("--data or --data-file is required");
     }
     const auto data = notice.data ? std::optional(bytes_of(*notice.data)) : read_input(run, *notice.file);
     if (!data) {
         return;
     }
     if (data->size() > kMessageBytes) {
-        throw CLI::ValidationError("a message has at most " + std::to_string(kMessageBytes) + " bytes, not " +
-                                   std::to_string(data->size()));
+        throw WrongUsage("a message has at most " + std::to_string(kMessageBytes) + " bytes, not " +
+                         std::to_string(data->size()));
     }
     const auto length = static_cast<std::uint32_t>(data->size());
-    send_notification(run, results, {notice.type, std::int64_t{length}}, [&] {
-        return tresk_devctl_communicate_with_kernel(notice.type, data->data(), length);
-    });
+    const LibraryCall call = {
+        "tresk_devctl_communicate_with_kernel(" + std::to_string(notice.type) + ", {" +
+            std::to_string(length) + " bytes}, " + std::to_string(length) + ")",
+        [&] { return tresk_devctl_communicate_with_kernel(notice.type, data->data(), length); }};
+    send_notification(run, {{"type", "bytes"}, {notice.type, std::int64_t{length}}, call});
 }
 
 void add_device_notice(CLI::App& group, Run& run)

@@ -21,7 +21,6 @@ namespace tresk::ctl {
 struct PathList {
     std::vector<std::string> given;
     std::optional<std::string> file;
-    bool null_separated = false;
 };
 
 struct ListedPath {
@@ -33,11 +32,11 @@ struct ListedPath {
 /// How many paths one call of the library gets.
 inline constexpr std::size_t kPathsAtOnce = 256;
 
-/// Adds "PATH...", "--from-file" and "--null"; @list lives as long as @command.
+/// Adds "PATH..." and "--from-file"; @list lives as long as @command.
 void add_path_list(CLI::App& command, PathList& list, const std::string& help);
 
 /// The paths of the command line, then those of the file; nothing, and a failure, when it cannot be read.
-/// Throws CLI::ParseError where there is neither, and for a path that no record of the library holds.
+/// Throws WrongUsage where there is neither, and for a path that no record of the library holds.
 std::optional<std::vector<ListedPath>> read_paths(Run& run, const PathList& list);
 
 /// Calls @action with one part after another, and stops when it returns false.

@@ -87,6 +87,31 @@ bool is_safe(const Character& character)
            std::ranges::none_of(kUnsafe, [&](const Range& range) { return holds(range, character.code); });
 }
 
+/// The byte order mark and two that are no characters.
+constexpr std::array kRefusedByYaml = {Range{0xfeff, 0xfeff}, Range{0xfffe, 0xffff}};
+
+/// "\\xNN", "\\uNNNN" or "\\UNNNNNNNN", the shortest that holds the code.
+std::string escaped_for_yaml(std::uint32_t code)
+{
+    struct Escape {
+        std::uint32_t last;
+        char letter;
+        int digits;
+    };
+
+    constexpr std::array escapes = {Escape{0xff, 'x', 2}, Escape{0xffff, 'u', 4},
+                                    Escape{kLastCharacter, 'U', 8}};
+    constexpr std::string_view hexadecimal_digits = "0123456789abcdef";
+    constexpr int bits_per_digit = 4;
+    const auto* const escape =
+        std::ranges::find_if(escapes, [code](const Escape& candidate) { return code <= candidate.last; });
+    std::string text = {'\\', escape->letter};
+    for (int digit = escape->digits; digit-- > 0;) {
+        text += hexadecimal_digits[(code >> (digit * bits_per_digit)) & 0xf];
+    }
+    return text;
+}
+
 std::string escaped(std::string_view bytes)
 {
     if (bytes == "\n") {
@@ -118,6 +143,24 @@ std::string printable(std::string_view text)
         text.remove_prefix(bytes.size());
     }
     return result;
+}
+
+std::string quoted_for_yaml(std::string_view text)
+{
+    std::string result = "\"";
+    while (!text.empty()) {
+        const Character character = first_character(text);
+        const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.length_bytes, 1));
+        const bool refused = std::ranges::any_of(
+            kRefusedByYaml, [&](const Range& range) { return holds(range, character.code); });
+        if (bytes == "\\" || bytes == "\"") {
+            result += "\\" + std::string(bytes);
+        } else {
+            result += is_safe(character) && !refused ? std::string(bytes) : escaped_for_yaml(character.code);
+        }
+        text.remove_prefix(bytes.size());
+    }
+    return result + "\"";
 }
 
 bool is_utf8(std::string_view text)

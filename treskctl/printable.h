@@ -22,6 +22,10 @@ bool is_utf8(std::string_view text);
 /// The number of characters in @text, which is UTF-8.
 std::size_t length_characters(std::string_view text);
 
+/// @text, which is UTF-8, as YAML writes it in double quotes. What would not be printable, what some readers
+/// of YAML refuse and what others take for line ends is written as escapes.
+std::string quoted_for_yaml(std::string_view text);
+
 /// Two lowercase digits for each byte.
 std::string hexadecimal(std::string_view bytes);
 

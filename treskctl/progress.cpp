@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "treskctl/progress.h"
 
-#include <unistd.h>
+#include "treskctl/streams.h"
 
-#include <cstdio>
 #include <string>
 
 namespace tresk::ctl {
@@ -18,8 +17,7 @@ constexpr const char* kWipe = "\r\033[K";
 
 void write_now(const std::string& text)
 {
-    std::fputs(text.c_str(), stderr);
-    std::fflush(stderr);
+    write_error(text);
 }
 
 std::string bar(std::size_t done, std::size_t total)
@@ -31,7 +29,7 @@ std::string bar(std::size_t done, std::size_t total)
 
 } // namespace
 
-Progress::Progress(std::size_t total) : total_(total), on_terminal_(::isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::size_t total) : total_(total), on_terminal_(error_is_terminal()) {}
 
 Progress::~Progress()
 {

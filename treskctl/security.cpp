@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// "security": the security status as the defender shows it. Its calls return 0 both for the answer 0 and for
-// a failed call, so before 0 is taken for an answer the service is asked whether it answers at all.
+// "module security": the security status as the defender shows it. Its calls return 0 both for the answer 0
+// and for a failed call; the error record tells them apart.
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
-#include "treskctl/security_status.h"
+#include "treskctl/policy/call_text.h"
+#include "treskctl/policy/object_commands.h"
 #include "treskctl/service_answer.h"
+#include "treskctl/simple_change.h"
 
 #include <array>
 #include <memory>
@@ -17,44 +19,18 @@ namespace {
 void show_security(Run& run)
 {
     Table& table = run.table("security", {"current", "configured", "module_state"});
-    if (auto failure = probe_service(run)) {
-        run.fail(std::move(*failure));
-        return;
+    int configured = 0;
+    int module = 0;
+    const Answer<int> current = run.hear([] { return getCurSecurityStatusForVexDefender(); });
+    const Answer<int> settings =
+        run.hear([&] { return getSecurityStatusForVexDefender(&configured, &module); });
+    for (const Answer<int>* answer : {&current, &settings}) {
+        if (answer->recorded) {
+            run.fail(failure_of_record(*answer->recorded));
+            return;
+        }
     }
-    const SecurityStatus security = ask_security_status(run);
-    table.rows.push_back({security.current, security.configured, security.module});
-    if (std::holds_alternative<std::monostate>(security.configured)) {
-        run.fail({Cause::NoAnswer,
-                  "the configured status could not be read; the framework's log has the reason",
-                  0,
-                  {}});
-    }
-}
-
-/// That the service answers does not tell whether it did as it was told: such a change is never confirmed.
-template <class Call>
-void change_security(Run& run, Call call)
-{
-    Table& results = run.table("results", {"change", "confirmed"});
-    auto failure = failure_of_change(run.ask(call));
-    if (!failure) {
-        failure = probe_service(run);
-    }
-    if (failure) {
-        run.fail(std::move(*failure));
-    } else {
-        results.rows.push_back({"security", false});
-    }
-}
-
-void set_now(Run& run, const std::array<int, 2>& values)
-{
-    change_security(run, [&] { return setSecurityForVexDefender(values[0], values[1]); });
-}
-
-void set_at_reboot(Run& run, const std::array<int, 3>& values)
-{
-    change_security(run, [&] { return setSecurityForVexDefenderReboot(values[0], values[1], values[2]); });
+    table.rows.push_back({current.result, configured, module});
 }
 
 void check_reboot(Run& run, int value)
@@ -68,37 +44,33 @@ void check_reboot(Run& run, int value)
     }
 }
 
-} // namespace
-
-SecurityStatus ask_security_status(Run& run)
+template <std::size_t count, class Action>
+void add_numbers(CLI::App& security, Run& run, const char* name, const char* help, Action action)
 {
-    const int current = run.ask([] { return getCurSecurityStatusForVexDefender(); });
-    int configured = 0;
-    int module = 0;
-    if (run.ask([&] { return getSecurityStatusForVexDefender(&configured, &module); }) != 1) {
-        return {current, {}, {}};
-    }
-    return {current, configured, module};
+    const auto numbers = std::make_shared<std::array<int, count>>();
+    add_command(security, run, name, help, [numbers, action] { action(*numbers); })
+        ->add_option("NUMBER", *numbers, "What the service is sent, in order")
+        ->required();
 }
 
-void add_security_commands(CLI::App& app, Run& run)
+} // namespace
+
+void add_security_commands(CLI::App& module, Run& run)
 {
-    CLI::App* const security = add_group(app, "security", "The security status, as the defender shows it");
+    CLI::App* const security = add_group(module, "security", "The security status, as the defender shows it");
     add_command(*security, run, "show", "Show the current and the configured status",
                 [&run] { show_security(run); });
-
-    const auto two = std::make_shared<std::array<int, 2>>();
-    add_command(*security, run, "set", "Change it: two numbers, as the service counts",
-                [&run, two] { set_now(run, *two); })
-        ->add_option("NUMBER", *two, "What the service is sent, in order")
-        ->required();
-
-    const auto three = std::make_shared<std::array<int, 3>>();
-    add_command(*security, run, "set-reboot", "Change it for the next boot: three numbers",
-                [&run, three] { set_at_reboot(run, *three); })
-        ->add_option("NUMBER", *three, "What the service is sent, in order")
-        ->required();
-
+    add_numbers<2>(
+        *security, run, "set", "Change it: two numbers, as the service counts", [&run](const auto& n) {
+            make_simple_change(
+                run, {{"change"}, {"security"}, TRESKCTL_CALL(setSecurityForVexDefender, n[0], n[1])});
+        });
+    add_numbers<3>(
+        *security, run, "set-reboot", "Change it for the next boot: three numbers", [&run](const auto& n) {
+            make_simple_change(run, {{"change"},
+                                     {"security at reboot"},
+                                     TRESKCTL_CALL(setSecurityForVexDefenderReboot, n[0], n[1], n[2])});
+        });
     const auto value = std::make_shared<int>(0);
     add_command(*security, run, "check-reboot", "Ask whether a switch needs a reboot",
                 [&run, value] { check_reboot(run, *value); })

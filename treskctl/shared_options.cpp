@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "treskctl/shared_options.h"
 
+#include "treskctl/failure.h"
+
 #include <CLI/CLI.hpp>
 #include <pwd.h>
 #include <unistd.h>
@@ -40,22 +42,21 @@ std::uint32_t uid_of_name(const std::string& name)
         texts.resize(texts.size() * 2);
     }
     if (found == nullptr) {
-        throw CLI::ValidationError("\"" + name + "\" " +
-                                   (is_unknown(error)
-                                        ? "is no user (a name, or a number up to 4294967295)"
-                                        : std::string("cannot be looked up: ") + std::strerror(error)));
+        throw WrongUsage("\"" + name + "\" " +
+                         (is_unknown(error) ? "is no user (a name, or a number up to 4294967295)"
+                                            : std::string("cannot be looked up: ") + std::strerror(error)));
     }
     return found->pw_uid;
 }
 
+} // namespace
+
 /// All digits is a number: no system lets a user have such a name.
-std::string uid_of(const std::string& word)
+std::uint32_t user_id(const std::string& word)
 {
     const auto number = number_in(word);
-    return std::to_string(number ? *number : uid_of_name(word));
+    return number ? *number : uid_of_name(word);
 }
-
-} // namespace
 
 CLI::Validator at_most(std::size_t length_bytes)
 {
@@ -89,7 +90,8 @@ CLI::Option* add_source_options(CLI::App& command, Source& source)
         ->option_text("NAME")
         ->each(note);
     return command
-        .add_option("--source-type", source.type, "Type of that source, a number of the service; 1")
+        .add_option("--source-type", source.type,
+                    "Type of that source, a number of the framework; 1 if not said")
         ->option_text("N")
         ->each(note);
 }
@@ -97,9 +99,9 @@ CLI::Option* add_source_options(CLI::App& command, Source& source)
 CLI::Option* add_uid_option(CLI::App& command, std::uint32_t& uid)
 {
     uid = ::getuid();
-    return command.add_option("--uid", uid, "The user, by name or number; the caller")
+    return command.add_option("--uid", uid, "The user, by name or number; the caller if not said")
         ->option_text("USER")
-        ->transform(uid_of);
+        ->transform([](const std::string& word) { return std::to_string(user_id(word)); });
 }
 
 } // namespace tresk::ctl

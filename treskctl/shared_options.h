@@ -37,6 +37,9 @@ struct Source {
 /// Adds "--source-type" and "--source"; @source lives as long as @command. Returns the former.
 CLI::Option* add_source_options(CLI::App& command, Source& source);
 
+/// The user of that name or number; throws WrongUsage where there is none.
+std::uint32_t user_id(const std::string& word);
+
 /// Adds "--uid", a user's name or number; @uid, which lives as long as @command, becomes the caller's first.
 CLI::Option* add_uid_option(CLI::App& command, std::uint32_t& uid);
 

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// "status": what the service tells of itself, and the switch of the framework as a whole. The states of the
-// single protection functions can be set but not asked for, so none are shown.
+// "status": the framework's switches, as a whole and for each protection function, and whether its service
+// answers.
 #include "tresk_extend.h"
 #include "treskctl/commands.h"
-#include "treskctl/module_state.h"
-#include "treskctl/security_status.h"
+#include "treskctl/framework_state.h"
+#include "treskctl/nearest.h"
+#include "treskctl/policy/call_text.h"
+#include "treskctl/policy/object_commands.h"
 #include "treskctl/service_answer.h"
+#include "treskctl/simple_change.h"
 #include "treskctl/switch_option.h"
 
 #include <memory>
@@ -15,29 +18,82 @@ namespace tresk::ctl {
 
 namespace {
 
-void add_silent_service(Run& run, Table& status, Failure failure)
+Row row_of(const Switch& one)
 {
-    const bool answers = failure.code != TRESK_ERROR_SERVICE;
-    status.rows.push_back({answers, {}, {}});
-    run.fail(std::move(failure));
+    return {std::string(one.name), switch_word(is_on(one) ? 1 : 0), std::string(one.about)};
+}
+
+void list_switches(Run& run)
+{
+    Table& table = run.table("switches", {"switch", "state", "about"});
+    for (const Switch& one : switches()) {
+        table.rows.push_back(row_of(one));
+    }
 }
 
 void show_status(Run& run)
 {
-    Table& status = run.table("status", {"service_answers", "security", "configured_security"});
-    if (auto failure = probe_service(run)) {
-        add_silent_service(run, status, std::move(*failure));
-        return;
+    list_switches(run);
+    Table& service = run.table("service", {"answers"});
+    auto failure = probe_service(run);
+    service.rows.push_back({!failure || failure->code != TRESK_ERROR_SERVICE});
+    if (failure) {
+        run.fail(std::move(*failure));
     }
-    const SecurityStatus security = ask_security_status(run);
-    status.rows.push_back({true, security.current, security.configured});
-    add_module_table(run, kListedModules);
 }
 
-void set_status(Run& run, int state)
+const Switch& switch_of(const std::string& word)
 {
-    change(run, {"switch", "state"}, {"framework", switch_word(state)},
-           [&] { return tresk_setstatus(state); });
+    const Switch* found = find_switch(word);
+    if (found == nullptr) {
+        std::vector<std::string> names;
+        for (const Switch& one : switches()) {
+            names.emplace_back(one.name);
+        }
+        throw WrongUsage("there is no switch \"" + word + "\"" + did_you_mean(word, names));
+    }
+    return *found;
+}
+
+void show_switches(Run& run, const std::vector<std::string>& words)
+{
+    Table& table = run.table("switches", {"switch", "state", "about"});
+    for (const std::string& word : words) {
+        table.rows.push_back(row_of(switch_of(word)));
+    }
+}
+
+void check_switches(Run& run, const std::vector<std::string>& words)
+{
+    Table& table = run.table("checks", {"on", "switch"});
+    for (const std::string& word : words) {
+        const Switch& one = switch_of(word);
+        const bool on = is_on(one);
+        table.rows.push_back({on, std::string(one.name)});
+        if (!on) {
+            run.answer_no();
+        }
+    }
+}
+
+void set_switch(Run& run, const std::string& word, int state)
+{
+    const Switch& one = switch_of(word);
+    make_simple_change(run,
+                       {{"switch", "state"},
+                        {std::string(one.name), switch_word(state)},
+                        one.index == kWholeFramework ? TRESKCTL_CALL(tresk_setstatus, state)
+                                                     : TRESKCTL_CALL(tresk_set_func_status, one.index, state),
+                        is_on(one) == (state != 0)});
+}
+
+template <class Action>
+void add_words_command(CLI::App& status, Run& run, const char* name, const char* help, Action action)
+{
+    const auto words = std::make_shared<std::vector<std::string>>();
+    add_command(status, run, name, help, [&run, words, action] { action(run, *words); })
+        ->add_option("SWITCH", *words, "The word framework, or a function's name or number")
+        ->required();
 }
 
 } // namespace
@@ -46,9 +102,16 @@ void add_status_commands(CLI::App& app, Run& run)
 {
     CLI::App* const status = add_command(app, run, "status", "Show whether the framework works, or switch it",
                                          [&run] { show_status(run); });
+    add_command(*status, run, "list", "List the switches and their states", [&run] { list_switches(run); });
+    add_words_command(*status, run, "show", "Show switches by name", show_switches);
+    add_words_command(*status, run, "check", "Ask whether switches are on: exit status 0 or 1",
+                      check_switches);
+
+    const auto word = std::make_shared<std::string>();
     const auto state = std::make_shared<int>(0);
-    CLI::App* const set = add_command(*status, run, "set", "Switch the whole framework",
-                                      [&run, state] { set_status(run, *state); });
+    CLI::App* const set = add_command(*status, run, "set", "Switch the framework, or one of its functions",
+                                      [&run, word, state] { set_switch(run, *word, *state); });
+    set->add_option("SWITCH", *word, "The word framework, or a function's name or number")->required();
     add_switch(*set, *state);
 }
 

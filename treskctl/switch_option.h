@@ -12,7 +12,7 @@ namespace tresk::ctl {
 /// Adds the argument "on" or "off", which is required, stored as the framework counts: 1 or 0.
 inline CLI::Option* add_switch(CLI::App& command, int& state)
 {
-    return command.add_option("STATE", state, "on or off")
+    return command.add_option("STATE", state, "The new state")
         ->required()
         ->option_text("on|off")
         ->transform([](const std::string& word) -> std::string {

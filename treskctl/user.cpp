@@ -15,20 +15,22 @@ namespace {
 
 void check(Run& run, const std::string& user)
 {
-    Table& results = run.table("results", {"result", "user"});
+    Table& checks = run.table("checks", {"valid", "user"});
     Credential credential;
     if (!credential.read(run, "Credential of " + printable(user) + ": ")) {
         return;
     }
-    const int answer = run.ask([&] { return tresk_check_user_valid(user.c_str(), credential.text()); });
-    if (auto failure = failure_of_change(answer)) {
-        failure->subject = user;
-        if (failure->cause == Cause::Answer) {
-            failure->message = "not valid: " + failure->message;
-        }
-        run.fail(std::move(*failure));
-    } else {
-        results.rows.push_back({"valid", user});
+    const Answer<int> answer =
+        run.hear([&] { return tresk_check_user_valid(user.c_str(), credential.text()); });
+    if (answer.recorded) {
+        Failure failure = failure_of_record(*answer.recorded);
+        failure.subject = user;
+        run.fail(std::move(failure));
+        return;
+    }
+    checks.rows.push_back({answer.result == 0, user});
+    if (answer.result != 0) {
+        run.answer_no();
     }
 }
 

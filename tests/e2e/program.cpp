@@ -76,6 +76,13 @@ int wait_for(pid_t child)
     return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalBase + WTERMSIG(status);
 }
 
+void type(int terminal, const std::string& text)
+{
+    if (::write(terminal, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        fail("typing");
+    }
+}
+
 } // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Outcome& outcome)
@@ -107,7 +114,7 @@ Outcome run_program(const Invocation& invocation)
     return outcome;
 }
 
-Screen run_at_terminal(const Words& words, const std::string& question, const std::string& typed)
+Screen run_at_terminal(const Words& words, const std::vector<Exchange>& exchanges)
 {
     int number = -1;
     const pid_t child = ::forkpty(&number, nullptr, nullptr, nullptr);
@@ -119,15 +126,17 @@ Screen run_at_terminal(const Words& words, const std::string& question, const st
     }
     const Descriptor terminal(number);
     Screen screen;
-    bool answered = false;
+    std::size_t seen = 0;
+    auto next = exchanges.begin();
     std::array<char, 1024> piece{};
     ssize_t length = 0;
     // Once nobody has the terminal open any more, reading from it fails.
     while ((length = ::read(terminal.get(), piece.data(), piece.size())) > 0) {
         screen.text.append(piece.data(), static_cast<std::size_t>(length));
-        if (!answered && screen.text.find(question) != std::string::npos) {
-            answered =
-                ::write(terminal.get(), typed.data(), typed.size()) == static_cast<ssize_t>(typed.size());
+        if (next != exchanges.end() && screen.text.find(next->shown, seen) != std::string::npos) {
+            seen = screen.text.find(next->shown, seen) + next->shown.size();
+            type(terminal.get(), next->typed);
+            ++next;
         }
     }
     screen.exit_status = wait_for(child);

@@ -44,9 +44,15 @@ struct Screen {
     std::string text;
 };
 
+/// Somebody at a terminal types @typed once it shows @shown.
+struct Exchange {
+    std::string shown;
+    std::string typed;
+};
+
 /// Runs the program at a terminal and waits for its end; what it writes is on the screen, also what the
-/// terminal echoes. Types @typed once the screen shows @question.
-Screen run_at_terminal(const Words& words, const std::string& question, const std::string& typed);
+/// terminal echoes. The exchanges take place one after the other.
+Screen run_at_terminal(const Words& words, const std::vector<Exchange>& exchanges);
 
 } // namespace tresk::test
 

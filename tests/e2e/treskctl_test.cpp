@@ -89,9 +89,4 @@ Outcome succeeded(const std::string& output)
     return {0, output, ""};
 }
 
-Outcome failed(const std::string& error)
-{
-    return {1, "", error};
-}
-
 } // namespace tresk::test

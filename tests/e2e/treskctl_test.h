@@ -62,8 +62,6 @@ nlohmann::json parsed(const std::string& text);
 
 /// What is known of a run that succeeded: no word on standard error.
 Outcome succeeded(const std::string& output);
-/// What is known of a run that failed and found nothing.
-Outcome failed(const std::string& error);
 
 } // namespace tresk::test
 

@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "treskctl/policy/xml_file.h"
+
+#include "common/handles.h"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace tresk::ctl {
+
+namespace {
+
+using XmlDocument = Handle<xmlDoc, ::xmlFreeDoc>;
+using XmlParser = Handle<xmlParserCtxt, ::xmlFreeParserCtxt>;
+
+struct ReleaseText {
+    void operator()(xmlChar* text) const { xmlFree(text); }
+};
+
+using XmlText = std::unique_ptr<xmlChar, ReleaseText>;
+
+std::string string_of(const xmlChar* text)
+{
+    return text == nullptr ? std::string() : reinterpret_cast<const char*>(text);
+}
+
+/// Finds where each start tag of a document's text begins. The parser's own numbers tell where a tag ends.
+class TagFinder {
+  public:
+    TagFinder(std::string_view text, std::string file) : text_(text), file_(std::move(file)) {}
+
+    /// The place of the next start tag of that name. Where the parser made an element of what is none to
+    /// this, the place is @line alone, and the next tag is looked for from where the last one was.
+    Place next(std::string_view name, std::size_t line)
+    {
+        const Position before = position_;
+        while (lost_ < kMostLost && skip_to_tag()) {
+            const std::string_view found = name_here();
+            Place place = place_here();
+            step(1 + found.size());
+            // A prefix that nothing declares is part of the element's name.
+            if (found == name || local(found) == name) {
+                return place;
+            }
+        }
+        ++lost_;
+        position_ = before;
+        return {file_, line, 0};
+    }
+
+    /// The place of the declaration of the document's type.
+    Place document_type()
+    {
+        step(std::min(text_.find("<!DOCTYPE"), text_.size()));
+        return place_here();
+    }
+
+  private:
+    struct Position {
+        std::size_t at = 0;
+        std::size_t line = 1;
+        std::size_t line_start = 0;
+    };
+
+    [[nodiscard]] Place place_here() const
+    {
+        return {file_, position_.line, position_.at - position_.line_start + 1};
+    }
+
+    static std::string_view local(std::string_view name)
+    {
+        const std::size_t colon = name.find(':');
+        return colon == std::string_view::npos ? name : name.substr(colon + 1);
+    }
+
+    void step(std::size_t length)
+    {
+        for (const std::size_t end = std::min(position_.at + length, text_.size()); position_.at < end;
+             ++position_.at) {
+            if (text_[position_.at] == '\n') {
+                ++position_.line;
+                position_.line_start = position_.at + 1;
+            }
+        }
+    }
+
+    bool skip_section(std::string_view start, std::string_view end)
+    {
+        if (!text_.substr(position_.at).starts_with(start)) {
+            return false;
+        }
+        const std::size_t found = text_.find(end, position_.at + start.size());
+        step(found == std::string_view::npos ? text_.size() : found + end.size() - position_.at);
+        return true;
+    }
+
+    bool skip_to_tag()
+    {
+        for (;;) {
+            const std::size_t found = text_.find('<', position_.at);
+            if (found == std::string_view::npos) {
+                return false;
+            }
+            step(found - position_.at);
+            const bool skipped = skip_section("<!--", "-->") || skip_section("<![CDATA[", "]]>") ||
+                                 skip_section("<?", "?>") || skip_section("<!DOCTYPE", ">") ||
+                                 skip_section("</", ">");
+            if (!skipped) {
+                return true;
+            }
+        }
+    }
+
+    static bool is_name_character(char letter)
+    {
+        const bool beyond_ascii = (static_cast<unsigned char>(letter) & 0x80U) != 0;
+        return beyond_ascii || std::isalnum(static_cast<unsigned char>(letter)) != 0 ||
+               std::string_view("._-:").find(letter) != std::string_view::npos;
+    }
+
+    [[nodiscard]] std::string_view name_here() const
+    {
+        const std::string_view rest = text_.substr(position_.at + 1);
+        const auto* const end = std::ranges::find_if_not(rest, is_name_character);
+        return rest.substr(0, static_cast<std::size_t>(end - rest.begin()));
+    }
+
+    /// Each of them may cost a look at all of the text.
+    static constexpr std::size_t kMostLost = 100;
+
+    std::string_view text_;
+    std::string file_;
+    Position position_;
+    std::size_t lost_ = 0;
+};
+
+/// Where the parser was when the element's tag ended.
+std::size_t line_of(const xmlNode* node)
+{
+    return static_cast<std::size_t>(std::max(xmlGetLineNo(const_cast<xmlNode*>(node)), 0L));
+}
+
+bool is_text(const xmlNode* node)
+{
+    return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
+}
+
+bool says_something(const xmlNode* node)
+{
+    return is_text(node) && string_of(node->content).find_first_not_of(" \t\r\n") != std::string::npos;
+}
+
+XmlElement element_of(xmlDoc* document, const xmlNode* node, TagFinder& tags)
+{
+    XmlElement element;
+    element.name = string_of(node->name);
+    element.place = tags.next(element.name, line_of(node));
+    for (const xmlAttr* one = node->properties; one != nullptr; one = one->next) {
+        const XmlText value(xmlNodeListGetString(document, one->children, 1));
+        element.attributes.emplace_back(string_of(one->name), string_of(value.get()));
+    }
+    for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
+        if (child->type == XML_ELEMENT_NODE) {
+            element.children.push_back(element_of(document, child, tags));
+        }
+        element.has_own_text = element.has_own_text || says_something(child);
+    }
+    const XmlText text(xmlNodeGetContent(node));
+    element.text = string_of(text.get());
+    return element;
+}
+
+/// What a parser's handler of complaints needs.
+struct Complaints {
+    std::string file;
+    std::vector<Problem> problems;
+};
+
+#if LIBXML_VERSION >= 21200
+using XmlComplaint = const xmlError;
+#else
+using XmlComplaint = xmlError;
+#endif
+
+void keep_complaint(void* kept, XmlComplaint* error)
+{
+    auto& complaints = *static_cast<Complaints*>(kept);
+    std::string text = error->message == nullptr ? "" : error->message;
+    while (text.ends_with('\n')) {
+        text.pop_back();
+    }
+    complaints.problems.push_back({{complaints.file, static_cast<std::size_t>(std::max(error->line, 0)),
+                                    static_cast<std::size_t>(std::max(error->int2, 0))},
+                                   std::move(text)});
+}
+
+/// The file's text; nothing where it cannot be read, with errno set.
+std::optional<std::string> content_of(const std::string& file)
+{
+    errno = 0;
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream content;
+    if (stream && stream.peek() != std::ifstream::traits_type::eof()) {
+        content << stream.rdbuf();
+    }
+    if (stream.bad() || !stream.is_open()) {
+        return std::nullopt;
+    }
+    return content.str();
+}
+
+Failure unreadable(const std::string& file)
+{
+    const char* const advice = errno == EACCES ? "Run as a user who may read it." : "";
+    return {Cause::Policy, std::string("cannot read the policy: ") + std::strerror(errno), {}, file, advice};
+}
+
+Failure no_policy(const Place& place, const std::string& why)
+{
+    return {Cause::Policy, "the file is no policy: " + why, {}, text_of(place), {}};
+}
+
+/// @place: of the parser's first complaint
+Failure damaged(const Place& place)
+{
+    return {Cause::Policy,
+            "the file is no well-formed XML: entries may be missing behind the damage",
+            {},
+            text_of(place),
+            "Put a copy of it back, or mend it by hand; \"treskctl verify\" tells all that is wrong."};
+}
+
+/// Why the document is no policy of that root.
+std::optional<Failure> objection(const xmlDoc* document, const xmlNode* root, std::string_view root_name,
+                                 TagFinder tags, const std::string& file)
+{
+    if (root == nullptr) {
+        return no_policy({file, 1, 1}, "it holds no document");
+    }
+    if (string_of(root->name) != root_name) {
+        return no_policy(tags.next(string_of(root->name), line_of(root)),
+                         "its root is not \"" + std::string(root_name) + "\"");
+    }
+    // What entities and defaults stand for has no place in the file that could be told.
+    if (document->intSubset != nullptr) {
+        return no_policy(tags.document_type(),
+                         "it declares a document type, as no policy of the service's does");
+    }
+    return std::nullopt;
+}
+
+/// The parser's complaints go to @complaints while this lives.
+class ComplaintKeeper {
+  public:
+    explicit ComplaintKeeper(Complaints& complaints)
+    {
+        xmlSetStructuredErrorFunc(&complaints, keep_complaint);
+    }
+
+    ~ComplaintKeeper() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
+
+    ComplaintKeeper(const ComplaintKeeper&) = delete;
+    ComplaintKeeper& operator=(const ComplaintKeeper&) = delete;
+};
+
+struct Recovered {
+    XmlDocument document;
+    bool well_formed;
+};
+
+/// The library's call and options: what a parser recovers of a damaged file also depends on the pieces in
+/// which it reads.
+Recovered recover(const std::string& file, Complaints& complaints)
+{
+    const XmlParser parser(xmlNewParserCtxt());
+    if (!parser) {
+        throw std::bad_alloc();
+    }
+    const ComplaintKeeper keeper(complaints);
+    XmlDocument document(
+        xmlCtxtReadFile(parser.get(), file.c_str(), "UTF-8", XML_PARSE_RECOVER | XML_PARSE_NONET));
+    return {std::move(document), parser->wellFormed != 0};
+}
+
+/// @content: the file's text, for the places
+XmlFile parsed(const std::string& file, const std::string& content, std::string_view root_name)
+{
+    Complaints complaints{file, {}};
+    const auto [document, well_formed] = recover(file, complaints);
+    const Place first = complaints.problems.empty() ? Place{file, 0, 0} : complaints.problems.front().place;
+    const xmlNode* root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    TagFinder tags(content, file);
+    XmlFile read{std::nullopt, std::move(complaints.problems),
+                 well_formed ? std::nullopt : std::optional(damaged(first)),
+                 objection(document.get(), root, root_name, tags, file)};
+    if (!read.failure) {
+        read.root = element_of(document.get(), root, tags);
+    }
+    return read;
+}
+
+} // namespace
+
+std::optional<std::string> XmlElement::attribute(std::string_view wanted) const
+{
+    const auto found = std::ranges::find(attributes, wanted, [](const auto& one) { return one.first; });
+    return found == attributes.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::string> XmlElement::first_attribute(std::string_view wanted) const
+{
+    return attributes.empty() || attributes.front().first != wanted
+               ? std::nullopt
+               : std::optional(attributes.front().second);
+}
+
+const XmlElement* XmlElement::last_child(std::string_view wanted) const
+{
+    const auto found = std::find_if(children.rbegin(), children.rend(),
+                                    [wanted](const XmlElement& child) { return child.name == wanted; });
+    return found == children.rend() ? nullptr : &*found;
+}
+
+XmlFile read_xml(const std::string& file, std::string_view root_name)
+{
+    const auto content = content_of(file);
+    if (!content) {
+        return errno == ENOENT ? XmlFile() : XmlFile{std::nullopt, {}, {}, unreadable(file)};
+    }
+    return content->empty() ? XmlFile() : parsed(file, *content, root_name);
+}
+
+} // namespace tresk::ctl
