@@ -141,7 +141,8 @@ TEST_F(DoctorTest, FindsThatThereIsNoBus)
     EXPECT_EQ(state("service"), "failed");
     EXPECT_EQ(detail("service"), "not to be reached without a bus");
     EXPECT_EQ(advice("service"), "Mend first what the check \"bus\" tells.");
-    for (const json& error : parsed(outcome_.error)["errors"]) {
+    const json failures = parsed(outcome_.error);
+    for (const json& error : failures["errors"]) {
         EXPECT_EQ(error["advice"].get<std::string>().find("doctor"), std::string::npos) << error;
     }
     EXPECT_EQ(parsed(outcome_.error)["errors"][0]["subject"], "bus");
