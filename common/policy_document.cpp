@@ -23,6 +23,14 @@ bool nothing_to_parse()
                                 error->domain == XML_FROM_IO);
 }
 
+/// Before every first use: the parser's library makes its shared state at its first call, and two threads
+/// whose first calls meet would each make one.
+void start_parser()
+{
+    static const bool started = (xmlInitParser(), true);
+    static_cast<void>(started);
+}
+
 using XmlParser = Handle<xmlParserCtxt, ::xmlFreeParserCtxt>;
 
 /// Recovery also "recovers" a document for whose rest there was no memory, and such a document hides entries.
@@ -50,6 +58,7 @@ XmlDocument recover(const char* file)
 
 XmlDocument parse(const PolicyFormat& format, const char* file)
 {
+    start_parser();
     xmlResetLastError();
     XmlDocument document = recover(file);
     if (!document && format.create_default != nullptr && nothing_to_parse()) {
@@ -116,12 +125,14 @@ PolicyDocument::operator bool() const noexcept
 
 bool xml_error_is_left()
 {
+    start_parser();
     const xmlError* error = xmlGetLastError();
     return error != nullptr && error->code != XML_ERR_OK;
 }
 
 bool reads_without_error(const char* file)
 {
+    start_parser();
     const XmlDocument document = recover(file);
     return !xml_error_is_left();
 }

@@ -3,7 +3,11 @@
 // Policy files that are damaged, huge, made to harm, or replaced while they are read.
 #include "tests/unit/netctl_files.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -27,6 +31,26 @@ class NetctlHostileFile : public NetctlReaderTest {
     {
         std::string text = whole(users);
         return text.insert(text.find("<tresk_root"), "<!DOCTYPE tresk_root [" + declarations + "]>");
+    }
+
+    /// Ends the process with 0 when @threads readers whose first calls meet all read one record.
+    [[noreturn]] static void read_first_at_once(int threads)
+    {
+        std::atomic<int> started = 0;
+        std::atomic<int> right = 0;
+        std::vector<std::thread> readers;
+        for (int i = 0; i < threads; ++i) {
+            readers.emplace_back([&started, &right, threads] {
+                ++started;
+                while (started < threads) {
+                }
+                right += read().records.size() == 1 ? 1 : 0;
+            });
+        }
+        for (std::thread& reader : readers) {
+            reader.join();
+        }
+        std::exit(right == threads ? 0 : 1);
     }
 };
 
@@ -156,6 +180,20 @@ TEST_P(NetctlHostileFile, IsReadByManyThreadsWhileTheDistinctionChanges)
         thread.join();
     }
     EXPECT_EQ(right, 8 * 20);
+}
+
+TEST_P(NetctlHostileFile, IsReadByManyThreadsWhoseFirstCallsMeet)
+{
+    write_users(user(node(kName)));
+    for (int round = 0; round < 20; ++round) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            read_first_at_once(8);
+        }
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0) << "round " << round;
+    }
 }
 
 std::ptrdiff_t open_descriptors()
