@@ -31,4 +31,5 @@ if(TRESK_SANITIZE)
   target_compile_options(tresk_sanitize INTERFACE
     -fsanitize=${TRESK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tresk_sanitize INTERFACE -fsanitize=${TRESK_SANITIZE})
+  target_compile_definitions(tresk_sanitize INTERFACE TRESK_SANITIZED)
 endif()

@@ -4,6 +4,7 @@
 // where the pair before left it. After each the machine is exactly what the document says, and says so when
 // it is asked to become that again.
 #include "tests/e2e/treskctl_test.h"
+#include "tests/support/effort.h"
 #include "tests/support/policy_files.h"
 #include "tests/support/temp_dir.h"
 
@@ -17,7 +18,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr unsigned kRounds = 20;
+constexpr unsigned kRounds = rounds(20U, 2U);
 constexpr unsigned kPairsOfARound = 25;
 
 /// Names as somebody made them who wants to see them break: all of them XML can hold.

@@ -106,7 +106,7 @@ TEST(RecordArray, FreesWhatNobodyTook) // a leak sanitizer judges
 }
 
 // A sanitizer's allocator ends the process instead of giving no memory.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef TRESK_SANITIZED
 
 TEST(RecordArray, RunsOutOfMemoryAsAnException)
 {
