@@ -7,10 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <list>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -107,11 +110,23 @@ std::optional<std::string> read_whole(const std::filesystem::path& file)
 
 void write_whole(const std::filesystem::path& file, std::string_view content)
 {
-    std::filesystem::create_directories(file.parent_path());
-    Draft draft(file);
-    draft.fill(content);
-    draft.move_to(file);
-    sync_folder(file.parent_path());
+    write_all_whole({{file, std::string(content)}});
+}
+
+void write_all_whole(const FileContents& files)
+{
+    std::list<Draft> drafts;
+    for (const auto& [file, content] : files) {
+        std::filesystem::create_directories(file.parent_path());
+        drafts.emplace_back(file).fill(content);
+    }
+    std::set<std::filesystem::path> folders;
+    auto draft = drafts.begin();
+    for (const auto& [file, content] : files) {
+        (draft++)->move_to(file);
+        folders.insert(file.parent_path());
+    }
+    std::ranges::for_each(folders, sync_folder);
 }
 
 } // namespace tresk::service

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace tresk::service {
 
@@ -18,6 +20,13 @@ std::optional<std::string> read_whole(const std::filesystem::path& file);
 /// Replaces the file's content, mode 0644; makes missing folders. Throws std::system_error, the file
 /// untouched.
 void write_whole(const std::filesystem::path& file, std::string_view content);
+
+/// Files and their new contents.
+using FileContents = std::vector<std::pair<std::filesystem::path, std::string>>;
+
+/// write_whole() of each. A disk that is full or fails while they are written leaves all of them untouched; a
+/// crash while they are put in place leaves some old and some new.
+void write_all_whole(const FileContents& files);
 
 } // namespace tresk::service
 

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace tresk::service {
@@ -74,7 +75,9 @@ Database open_records(const Folders& folders)
     if (std::filesystem::create_directories(file.parent_path())) {
         std::filesystem::permissions(file.parent_path(), perms(0755));
     }
-    const bool is_new = !std::filesystem::exists(file);
+    // An empty one is left by a service that was killed before it gave the file its mode.
+    std::error_code no_size;
+    const bool is_new = !std::filesystem::exists(file) || std::filesystem::file_size(file, no_size) == 0;
     Database database(file);
     if (is_new) {
         std::filesystem::permissions(file, perms(0644));

@@ -46,13 +46,18 @@ NumberTable read_numbers(const std::filesystem::path& file)
     return numbers;
 }
 
-void write_numbers(const std::filesystem::path& file, const NumberTable& numbers)
+std::string text_of(const NumberTable& numbers)
 {
     std::string content;
     for (const auto& [name, value] : numbers) {
         content += name + " " + std::to_string(value) + "\n";
     }
-    write_whole(file, content);
+    return content;
+}
+
+void write_numbers(const std::filesystem::path& file, const NumberTable& numbers)
+{
+    write_whole(file, text_of(numbers));
 }
 
 int read_number(const std::filesystem::path& file, int fallback)

@@ -20,6 +20,9 @@ using NumberTable = std::map<std::string, int>;
 /// a line of another form is refused. The name may hold blanks: the number follows the last one.
 NumberTable read_numbers(const std::filesystem::path& file);
 
+/// The file's content for these numbers.
+std::string text_of(const NumberTable& numbers);
+
 void write_numbers(const std::filesystem::path& file, const NumberTable& numbers);
 
 /// The number that the file holds, or @fallback when it is missing or empty; anything else is refused.

@@ -13,6 +13,8 @@
 #include "standin/service/number_table.h"
 
 #include <array>
+#include <string>
+#include <utility>
 
 namespace tresk::service {
 
@@ -107,20 +109,22 @@ NumberTable all_module_states(GVariant* arguments)
     return states;
 }
 
-void merge_modules(const Folders& folders, const char* when, const NumberTable& changes)
+std::pair<std::filesystem::path, std::string> with_modules(const Folders& folders, const char* when,
+                                                           const NumberTable& changes)
 {
     NumberTable states = changes;
     states.merge(read_numbers(folders.state / when));
-    write_numbers(folders.state / when, states);
+    return {folders.state / when, text_of(states)};
 }
 
 /// Changes the states after the reboot and, unless the change waits for it, those of now.
-void store_modules(const Folders& folders, const NumberTable& changes, bool at_reboot)
+FileContents changed_modules(const Folders& folders, const NumberTable& changes, bool at_reboot)
 {
-    merge_modules(folders, kModulesNext, changes);
+    FileContents files{with_modules(folders, kModulesNext, changes)};
     if (!at_reboot) {
-        merge_modules(folders, kModulesNow, changes);
+        files.push_back(with_modules(folders, kModulesNow, changes));
     }
+    return files;
 }
 
 bool waits_for_reboot(GVariant* arguments, gsize index)
@@ -136,14 +140,14 @@ Variant get_module_state(const Folders& folders, GVariant* arguments)
 
 Variant set_modules(const Folders& folders, GVariant* arguments)
 {
-    store_modules(folders, all_module_states(arguments), false);
+    write_all_whole(changed_modules(folders, all_module_states(arguments), false));
     return number(kDone);
 }
 
 Variant set_modules_reboot(const Folders& folders, GVariant* arguments)
 {
     const NumberTable states = all_module_states(arguments);
-    store_modules(folders, states, waits_for_reboot(arguments, kModules));
+    write_all_whole(changed_modules(folders, states, waits_for_reboot(arguments, kModules)));
     return number(kDone);
 }
 
@@ -185,12 +189,14 @@ Variant get_security(const Folders& folders, GVariant* /*arguments*/)
 
 void store_security(const Folders& folders, GVariant* arguments, bool at_reboot)
 {
-    const int status = state_at(arguments, 0);
-    store_modules(folders, {{std::to_string(kDefenderModule), state_at(arguments, 1)}}, at_reboot);
-    write_number(folders.state / kSecurityNext, status);
+    const std::string status = std::to_string(state_at(arguments, 0)) + "\n";
+    FileContents files =
+        changed_modules(folders, {{std::to_string(kDefenderModule), state_at(arguments, 1)}}, at_reboot);
+    files.emplace_back(folders.state / kSecurityNext, status);
     if (!at_reboot) {
-        write_number(folders.state / kSecurityNow, status);
+        files.emplace_back(folders.state / kSecurityNow, status);
     }
+    write_all_whole(files);
 }
 
 Variant set_security(const Folders& folders, GVariant* arguments)
