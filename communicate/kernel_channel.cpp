@@ -108,6 +108,7 @@ int tresk_communicate_with_kernel(int type, const void* data, int len)
     const Malloced<KernelMessage> message(static_cast<KernelMessage*>(std::calloc(1, sizeof(KernelMessage))));
     if (!message) {
         log_error(kCommunicateSource, kFunction, "%s: alloc mem failed!\n", kFunction);
+        errno = ENOMEM; // the log may have changed it
         return -1;
     }
     fill_message(*message, type, static_cast<std::uint32_t>(get_tid()), data, len);

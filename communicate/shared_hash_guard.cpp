@@ -4,6 +4,8 @@
 #include "common/report.h"
 #include "communicate/kernel_channel.h"
 
+#include <cerrno>
+
 namespace tresk {
 
 Verdict ask_guard(const SharedHashGuard& guard, std::uint32_t type, const char* function,
@@ -15,7 +17,9 @@ Verdict ask_guard(const SharedHashGuard& guard, std::uint32_t type, const char* 
     const bool exists = guard.exists(entry);
     int count = 0;
     if (guard.count(entry.hash, &count) != 0) {
+        const int cause = errno;
         log_error(kCommunicateSource, function, guard.count_failure, entry.hash);
+        errno = cause;
         return Verdict::failed;
     }
     return may_send(exists, count) ? Verdict::send : Verdict::keep_quiet;

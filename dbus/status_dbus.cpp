@@ -55,21 +55,32 @@ ServiceAnswer ask(const char* function, const ServiceObject& object, const char*
     });
 }
 
+/// The answer, with @log of a change that the service made or refused behind the fence: what it did stays
+/// done, whatever comes of the log.
+template <class Log>
+std::int32_t tell(const ServiceAnswer& answer, Log log) noexcept
+{
+    return at_edge(answer.value_or_error(), [&] {
+        if (answer.value) {
+            log(*answer.value);
+        }
+        return answer.value_or_error();
+    });
+}
+
 std::int32_t tell_switch(const ServiceAnswer& answer, int status)
 {
-    if (answer.value) {
-        log_at(switch_log_level(*answer.value, status), kSource, nullptr, "set tresk status to %d", status);
-    }
-    return answer.value_or_error();
+    return tell(answer, [status](std::int32_t result) {
+        log_at(switch_log_level(result, status), kSource, nullptr, "set tresk status to %d", status);
+    });
 }
 
 std::int32_t tell_function_switch(const ServiceAnswer& answer, int index, int status)
 {
-    if (answer.value) {
-        log_at(switch_log_level(*answer.value, status), kSource, nullptr, "set %s status to %d",
+    return tell(answer, [index, status](std::int32_t result) {
+        log_at(switch_log_level(result, status), kSource, nullptr, "set %s status to %d",
                function_name(index), status);
-    }
-    return answer.value_or_error();
+    });
 }
 
 } // namespace

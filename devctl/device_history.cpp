@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <optional>
 #include <span>
 #include <string>
@@ -45,6 +46,14 @@ struct Table {
     }
 };
 
+/// For the caller, behind the log, which may have changed errno.
+void keep_want_of_memory(int code)
+{
+    if (code == SQLITE_NOMEM) {
+        errno = ENOMEM;
+    }
+}
+
 /// Opening creates a missing file, which then lacks the table: like a damaged one, it fails at the query.
 Database open_database()
 {
@@ -53,6 +62,7 @@ Database open_database()
     Database database(handle);
     if (code < 0 || !database) {
         log_error(kSource, kGet, "%s: open devctl sqlite3 failed\n", kGet);
+        keep_want_of_memory(code);
         return nullptr;
     }
     return database;
@@ -70,6 +80,7 @@ std::optional<Table> run_query(sqlite3* database)
         // A database that could not be opened, and one without memory, leave no message behind.
         log_error(kSource, kGet, "%s: get data failed, error mesg :%s\n", kGet,
                   message ? message.get() : sqlite3_errmsg(database));
+        keep_want_of_memory(sqlite3_errcode(database)); // tells more of one that could not be opened
         return std::nullopt;
     }
     return table;

@@ -143,7 +143,9 @@ int is_installed(const char* function, std::string_view name)
     const std::string command = query_for(name, package_manager());
     const Pipe answer(::popen(command.c_str(), "re"));
     if (!answer) {
+        const int cause = errno;
         log_error(kSource, function, "%s: popen is error, cmd = [%s]", function, command.c_str());
+        errno = cause;
         return -1;
     }
     const std::optional<std::string> names = whole_text(answer.get());

@@ -2,6 +2,7 @@
 #include "tests/support/framework_double.h"
 
 #include "common/framework.h"
+#include "common/handles.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -46,9 +47,8 @@ std::optional<std::string> text_or_null(const char* text)
     if (length < 0) {
         return "(cannot be formatted)";
     }
-    std::string result(text, static_cast<std::size_t>(length));
-    ::free(text);
-    return result;
+    const Malloced<char> owner(text);
+    return {text, static_cast<std::size_t>(length)};
 }
 
 void record(LogLine line)
