@@ -84,6 +84,14 @@ TEST_F(CallFrame, CallsAnotherServiceByName)
     EXPECT_EQ(service.calls(), std::vector<ServiceCall>());
 }
 
+TEST_F(CallFrame, TakesTheInterfaceFromAMethodThatNamesOne)
+{
+    const Reply reply(
+        process_dbus_method("/here", "com.meron.tresk.ppro", "org.example.thing.ask", nullptr, nullptr));
+    EXPECT_NE(reply, nullptr);
+    EXPECT_EQ(service.calls(), (std::vector<ServiceCall>{{"/here", "org.example.thing", "ask", "", "()"}}));
+}
+
 // --- arguments that never reach the bus ---
 
 TEST_F(CallFrame, RefusesANullMethod)

@@ -166,7 +166,21 @@ TEST_P(SplitMessage, GivesSubjectAndText)
     EXPECT_EQ(error.text, GetParam().text);
 }
 
+TEST_F(ServiceErrors, TextThatBeginsLikeGlibsSentenceForNoneIsTold)
+{
+    service.fail("ask", "MERON.TRESK.AUTH.FAILED", "Error return with empty body: but not here");
+    EXPECT_EQ(code_of_failed_call("ask"), -1001);
+    EXPECT_EQ(only_error().text, "Error return with empty body: but not here");
+}
+
 // --- handling_dbus_error() with errors of a client's own calls ---
+
+TEST_F(ServiceErrors, ErrorWithoutAMessageIsNoneOfTheServices)
+{
+    GError error = {G_IO_ERROR, G_IO_ERROR_FAILED, nullptr};
+    EXPECT_EQ(handling_dbus_error(&error), -1011);
+    expect_interface_error_was_told();
+}
 
 using HandlingDbusError = FrameworkTest;
 using Error = Handle<GError, ::g_error_free>;

@@ -7,6 +7,7 @@ tresk_add_tests(NAME unit_bwlist_files
     ${CMAKE_CURRENT_LIST_DIR}/bwlist_verdict_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support
   SANDBOX --no-bus --no-kernel)
+target_link_options(unit_bwlist_files PRIVATE -Wl,--wrap=xmlCtxtReadFile)
 
 if(TARGET failing_memory)
   tresk_add_tests(NAME unit_bwlist_memory

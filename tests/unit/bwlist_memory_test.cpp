@@ -22,6 +22,9 @@ constexpr char kWhite[] = "a package of the white list";
 constexpr long kLeftByVerdict = 3 * kLeftByParser;
 
 const WatchedCall kLookups[] = {
+    {"UniteElsewhere", [] { return of_answer(_bwlist_unite_select_by_rpm_name("white", "none"), 0, 0); }},
+    {"IndependenceElsewhere",
+     [] { return of_answer(_bwlist_independence_select_by_rpm_name("white", "none", 1, "s"), 0, 0); }},
     {"Unite", [] { return of_answer(_bwlist_unite_select_by_rpm_name("white", kWhite), 1, 0); }},
     {"Independence",
      [] { return of_answer(_bwlist_independence_select_by_rpm_name("white", kWhite, 1, "s"), 1, 0); }},

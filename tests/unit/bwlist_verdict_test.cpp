@@ -14,6 +14,10 @@ namespace tresk::test {
 
 namespace {
 
+/// The reading of a file, counted from 1, before which the policy is damaged; 0 for none.
+int damaged_reading = 0;
+int readings = 0;
+
 class BwlistVerdict : public BwlistFilesTest {
   protected:
     static int verdict(const char* package = "a", const char* source = "s")
@@ -68,6 +72,21 @@ TEST_F(BwlistVerdict, TakesEntriesOfAnySource)
     write_policy(list_of("white", entry_with("a", R"(data_source_type="9" data_source_name="x")")));
     EXPECT_EQ(verdict("a", "s"), 2);
     EXPECT_EQ(verdict("a", nullptr), 2);
+}
+
+TEST_F(BwlistVerdict, FailsWhereTheFileIsDamagedBetweenItsReadings)
+{
+    for (const int reading : {1, 2, 3}) {
+        write_policy(list_of("white", entry("a")));
+        readings = 0;
+        damaged_reading = reading;
+        EXPECT_EQ(verdict(), -1) << reading;
+        damaged_reading = 0;
+        EXPECT_EQ(readings, reading);
+        xmlResetLastError();
+    }
+    write_policy(list_of("white", entry("a")));
+    EXPECT_EQ(verdict(), 2);
 }
 
 TEST_F(BwlistVerdict, IsThatOfTheModeThreeAlone)
@@ -172,6 +191,28 @@ TEST_F(BwlistVerdict, IsNoSurpriseWhileTheFileIsReplaced)
     writer.join();
 }
 
+void note_reading()
+{
+    if (++readings == damaged_reading) {
+        write_file(kPolicyFile, "<tresk_root><tresk_bwlist bw_value=\"white\"><");
+    }
+}
+
 } // namespace
 
 } // namespace tresk::test
+
+// The names are the linker's. NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+xmlDoc* __real_xmlCtxtReadFile(xmlParserCtxt* parser, const char* file, const char* encoding, int options);
+xmlDoc* __wrap_xmlCtxtReadFile(xmlParserCtxt* parser, const char* file, const char* encoding, int options);
+
+xmlDoc* __wrap_xmlCtxtReadFile(xmlParserCtxt* parser, const char* file, const char* encoding, int options)
+{
+    tresk::test::note_reading();
+    return __real_xmlCtxtReadFile(parser, file, encoding, options);
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

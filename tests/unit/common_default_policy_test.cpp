@@ -1,18 +1,34 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "common/default_policy.h"
+#include "common/handles.h"
 #include "tests/support/policy_files.h"
 #include "tests/support/temp_dir.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <iterator>
+#include <string_view>
 
 namespace tresk::test {
 
 namespace {
+
+/// The system call that fails with EIO, by its name; empty for none.
+std::string_view failing_call;
+
+bool fails(std::string_view call)
+{
+    if (call != failing_call) {
+        return false;
+    }
+    errno = EIO;
+    return true;
+}
 
 constexpr char kEmptyPolicy[] = "<?xml version=\"1.0\"?>\n<ppro_root/>\n";
 
@@ -110,6 +126,47 @@ TEST_F(DefaultPolicy, GivesTheRootAnAttributeWhereThereIsOne)
     EXPECT_EQ(read_file(file), "<?xml version=\"1.0\"?>\n<tresk_root user_dist=\"1\"/>\n");
 }
 
+TEST_F(DefaultPolicy, LeavesAPipeOfThatName)
+{
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    const Descriptor reader(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_TRUE(reader);
+    create();
+    char byte = 0;
+    EXPECT_EQ(::read(reader.get(), &byte, 1), 0); // nobody wrote, nobody writes any more
+    EXPECT_TRUE(std::filesystem::is_fifo(file));
+    EXPECT_EQ(files_in(folder.path()), 1);
+}
+
+/// A test at whose end all system calls work again.
+class DefaultPolicyWithout : public DefaultPolicy, public ::testing::WithParamInterface<const char*> {
+  protected:
+    void SetUp() override { failing_call = GetParam(); }
+
+    void TearDown() override { failing_call = {}; }
+};
+
+constexpr auto by_call = [](const auto& row) { return std::string(row.param); };
+
+using NewPolicyWithout = DefaultPolicyWithout;
+INSTANTIATE_TEST_SUITE_P(Call, NewPolicyWithout, ::testing::Values("fchmod", "fsync"), by_call);
+
+TEST_P(NewPolicyWithout, LeavesNothingBehind)
+{
+    create();
+    EXPECT_EQ(files_in(folder.path()), 0);
+}
+
+using EmptyPolicyWithout = DefaultPolicyWithout;
+INSTANTIATE_TEST_SUITE_P(Call, EmptyPolicyWithout, ::testing::Values("fstat"), by_call);
+
+TEST_P(EmptyPolicyWithout, LeavesTheFileAsItIs)
+{
+    write_file(file, "");
+    create();
+    EXPECT_EQ(read_file(file), "");
+}
+
 /// A file system of one page, which a file fills.
 class FullDisk : public ::testing::Test {
   protected:
@@ -151,3 +208,31 @@ TEST_F(FullDisk, IsFilledOnceThereIsRoom)
 } // namespace
 
 } // namespace tresk::test
+
+// The names are the linker's. NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+int __real_fchmod(int file, mode_t mode);
+int __real_fsync(int file);
+int __real_fstat(int file, struct stat* status);
+int __wrap_fchmod(int file, mode_t mode);
+int __wrap_fsync(int file);
+int __wrap_fstat(int file, struct stat* status);
+
+int __wrap_fchmod(int file, mode_t mode)
+{
+    return tresk::test::fails("fchmod") ? -1 : __real_fchmod(file, mode);
+}
+
+int __wrap_fsync(int file)
+{
+    return tresk::test::fails("fsync") ? -1 : __real_fsync(file);
+}
+
+int __wrap_fstat(int file, struct stat* status)
+{
+    return tresk::test::fails("fstat") ? -1 : __real_fstat(file, status);
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

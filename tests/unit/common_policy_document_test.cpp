@@ -304,6 +304,57 @@ TEST_F(PolicyFile, EntitiesOfAllNodesTogetherExpandToTenMillionBytesAtMost)
     EXPECT_EQ(nodes.back().children.at(0).text, std::nullopt);
 }
 
+/// A document with an entity of @entity_bytes and @nodes nodes like @node.
+std::string entity_heavy(std::size_t entity_bytes, std::size_t nodes, const std::string& node)
+{
+    std::string content =
+        "<!DOCTYPE ppro_root [<!ENTITY e '" + std::string(entity_bytes, 'x') + "'>]><ppro_root>";
+    for (std::size_t i = 0; i < nodes; ++i) {
+        content += node;
+    }
+    return content + "</ppro_root>";
+}
+
+TEST_F(PolicyFile, ExpansionMayCostTenMillionToTheLastByte)
+{
+    // A reference costs its text and one more.
+    const std::vector<Node> nodes = nodes_of(entity_heavy(199'999, 51, "<a><h>&e;</h></a>"));
+    ASSERT_EQ(nodes.size(), 51U);
+    EXPECT_EQ(nodes[49].children.at(0).text, std::string(199'999, 'x'));
+    EXPECT_EQ(nodes[50].children.at(0).text, std::nullopt);
+}
+
+TEST_F(PolicyFile, ExpansionOfOneByteMoreIsUnreadable)
+{
+    const std::vector<Node> nodes = nodes_of(entity_heavy(200'000, 50, "<a><h>&e;</h></a>"));
+    ASSERT_EQ(nodes.size(), 50U);
+    EXPECT_EQ(nodes[48].children.at(0).text, std::string(200'000, 'x'));
+    EXPECT_EQ(nodes[49].children.at(0).text, std::nullopt);
+}
+
+TEST_F(PolicyFile, EntitiesOfAttributesCountAlike)
+{
+    const std::vector<Node> nodes = nodes_of(entity_heavy(199'999, 51, "<a p='&e;' q='plain'/>"));
+    ASSERT_EQ(nodes.size(), 51U);
+    EXPECT_EQ(nodes[49].attributes.at(0).value, std::string(199'999, 'x'));
+    EXPECT_EQ(nodes[50].attributes, (std::vector<Attribute>{{"p", std::nullopt}, {"q", "plain"}}));
+}
+
+TEST_F(PolicyFile, EntitiesBelowTheChildrenCountAlike)
+{
+    const std::vector<Node> nodes = nodes_of(entity_heavy(199'999, 51, "<a><h><b>&e;</b>!</h></a>"));
+    ASSERT_EQ(nodes.size(), 51U);
+    EXPECT_EQ(nodes[49].children.at(0).text, std::string(199'999, 'x') + "!");
+    EXPECT_EQ(nodes[50].children.at(0).text, std::nullopt);
+}
+
+TEST_F(PolicyFile, EntityThatOnlyAnUnreadDocumentTypeCouldDefineIsNoText)
+{
+    const Node node = only_node_of("<!DOCTYPE ppro_root SYSTEM 'none.dtd'>"
+                                   "<ppro_root><a><h>[&none;]</h></a></ppro_root>");
+    EXPECT_EQ(node.children, (std::vector<Child>{{NodeKind::element, "h", "[]"}}));
+}
+
 TEST_F(PolicyFile, ExternalEntityNeverReadsAnotherFile)
 {
     write_file(folder / "secret", "secret");

@@ -2,9 +2,12 @@
 //
 // The fence at the C edge, record arrays and the two standard reports.
 #include "common/edge.h"
+#include "common/handles.h"
 #include "common/record_array.h"
 #include "common/report.h"
 #include "tests/support/framework_double.h"
+
+#include <fcntl.h>
 
 #include <cerrno>
 #include <cstring>
@@ -120,6 +123,69 @@ TEST(RecordArray, RunsOutOfMemoryAsAnException)
 }
 
 #endif
+
+// --- descriptors ---
+
+Descriptor any_descriptor()
+{
+    return Descriptor(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+bool is_open(int number)
+{
+    return ::fcntl(number, F_GETFD) >= 0;
+}
+
+TEST(DescriptorOwner, ClosesItsDescriptor)
+{
+    int number = -1;
+    {
+        const Descriptor owner = any_descriptor();
+        number = owner.get();
+        ASSERT_TRUE(owner);
+        EXPECT_TRUE(is_open(number));
+    }
+    EXPECT_FALSE(is_open(number));
+}
+
+TEST(DescriptorOwner, GivesItsDescriptorToOneThatIsMadeOfIt)
+{
+    Descriptor first = any_descriptor();
+    const int number = first.get();
+    const Descriptor second(std::move(first));
+    EXPECT_EQ(second.get(), number);
+    EXPECT_FALSE(first); // NOLINT(bugprone-use-after-move,hicpp-invalid-access-moved): what is left is told
+    EXPECT_TRUE(is_open(number));
+}
+
+TEST(DescriptorOwner, KeepsOneAndLosesNoneWhenItIsAssigned)
+{
+    int old_number = -1;
+    Descriptor target;
+    EXPECT_FALSE(target);
+    {
+        Descriptor source = any_descriptor();
+        const int number = source.get();
+        target = any_descriptor();
+        old_number = target.get();
+        target = std::move(source);
+        EXPECT_EQ(target.get(), number);
+    }
+    EXPECT_TRUE(is_open(target.get()));
+    EXPECT_FALSE(is_open(old_number));
+}
+
+TEST(DescriptorOwner, OwnsTheNumberZero)
+{
+    const Descriptor input(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+    ASSERT_EQ(::dup2(input.get(), STDIN_FILENO), STDIN_FILENO);
+    {
+        const Descriptor owner(STDIN_FILENO);
+        EXPECT_TRUE(owner);
+    }
+    EXPECT_FALSE(is_open(STDIN_FILENO));
+    ASSERT_EQ(::dup2(input.get(), STDIN_FILENO), STDIN_FILENO);
+}
 
 // --- reports ---
 

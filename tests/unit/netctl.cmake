@@ -7,6 +7,7 @@ tresk_add_tests(NAME unit_netctl
     ${CMAKE_CURRENT_LIST_DIR}/netctl_package_tools.cpp
     ${CMAKE_CURRENT_LIST_DIR}/netctl_path_hash_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support PkgConfig::CRYPTO)
+target_link_options(unit_netctl PRIVATE -Wl,--wrap=read)
 
 tresk_add_tests(NAME unit_netctl_files
   SOURCES

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -100,6 +101,20 @@ TEST_P(NetctlHostileFile, GivesNoTextThatExpandsWithoutEnd)
         EXPECT_EQ(record,
                   GetParam().visible({kName, "0", "h", "unknown", "unknown", "unknown", "unknown", "0"}));
     }
+}
+
+TEST_P(NetctlHostileFile, HidesAPackageWhoseProgramsNameIsUnreadable)
+{
+    // All but the last of these use up what a document's entities may cost.
+    const std::string entity(199'999, 'x');
+    std::string nodes;
+    for (int i = 0; i < 50; ++i) {
+        nodes += node_with("/" + std::to_string(i), "<other>&e;</other><hash>h</hash><type>1</type>");
+    }
+    nodes += node_with(kName, "<hash>h</hash><type>1</type><path>&e;</path>");
+    const Names names = names_in(with_type("<!ENTITY e \"" + entity + "\">", user(nodes)));
+    const bool lists_packages = GetParam().of_packages() && !GetParam().single;
+    EXPECT_EQ(std::count(names.begin(), names.end(), kName), lists_packages ? 0 : 1);
 }
 
 TEST_P(NetctlHostileFile, DoesNotReadOtherFilesIntoItsTexts)

@@ -6,6 +6,7 @@
 
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -21,6 +22,9 @@ namespace {
 using Programs = std::vector<std::string>;
 
 constexpr char kRefused[] = "|<>?*&^%$#@!`;'\"";
+
+/// What the next readings of an answer fail with, in order; 0 is a reading that works.
+std::vector<int> failures_of_read;
 
 class PackageQuery : public FrameworkTest {
   protected:
@@ -54,6 +58,25 @@ TEST_F(PackageQuery, FindsWholeNamesAlone)
     for (const char* name : {"bas", "ash", "bash-5", "bash-5.1.8-2.x86_64", "Bash", "gcc", "x86_64", "b.sh",
                              "bash ", " bash", "bash\t", "bash\r", "zsh"}) {
         EXPECT_EQ(installed(name), 0) << name;
+    }
+    EXPECT_TRUE(framework().order.empty());
+}
+
+TEST_F(PackageQuery, GoesOnAfterAnInterruption)
+{
+    tools.add("rpm", kRpmList);
+    failures_of_read = {EINTR, 0, EINTR, EINTR};
+    EXPECT_EQ(installed("bash"), 1);
+    EXPECT_EQ(failures_of_read, std::vector<int>());
+}
+
+TEST_F(PackageQuery, FailsWhereTheAnswerCannotBeReadToItsEnd)
+{
+    tools.add("rpm", kRpmList);
+    for (const std::vector<int>& failures : {std::vector<int>{EIO}, std::vector<int>{0, EIO}}) {
+        failures_of_read = failures;
+        EXPECT_EQ(installed("bash"), -1);
+        EXPECT_EQ(failures_of_read, std::vector<int>());
     }
     EXPECT_TRUE(framework().order.empty());
 }
@@ -402,6 +425,36 @@ TEST_F(ProgramQuery, DoesNotFindWhatIsNotThere)
     EXPECT_EQ(check_program_is_exist(nullptr), 0);
 }
 
+/// The error of this reading; 0 where it works.
+int next_failure()
+{
+    if (failures_of_read.empty()) {
+        return 0;
+    }
+    const int failure = failures_of_read.front();
+    failures_of_read.erase(failures_of_read.begin());
+    return failure;
+}
+
 } // namespace
 
 } // namespace tresk::test
+
+// The names are the linker's. NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+ssize_t __real_read(int file, void* buffer, std::size_t size);
+ssize_t __wrap_read(int file, void* buffer, std::size_t size);
+
+ssize_t __wrap_read(int file, void* buffer, std::size_t size)
+{
+    const int failure = tresk::test::next_failure();
+    if (failure == 0) {
+        return __real_read(file, buffer, size);
+    }
+    errno = failure;
+    return -1;
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

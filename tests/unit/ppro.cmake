@@ -5,6 +5,9 @@ tresk_add_tests(NAME unit_ppro
     ${CMAKE_CURRENT_LIST_DIR}/ppro_path_hash_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ppro_policy_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support)
+foreach(function SHA256_Init SHA256_Update SHA256_Final)
+  target_link_options(unit_ppro PRIVATE -Wl,--wrap=${function})
+endforeach()
 
 tresk_add_tests(NAME unit_ppro_files
   SOURCES

@@ -159,6 +159,14 @@ TEST_F(PproCheckInSm, WantsThePathFirst)
     EXPECT_EQ(tresk_ppro_check_in_sm("h"), -1);
 }
 
+TEST_F(PproCheckInSm, WantsThePathWritten)
+{
+    write_file(kPolicyFile,
+               "<!DOCTYPE ppro_root [<!ATTLIST ppro_node path CDATA \"/a\" sm_status CDATA \"1\">]>"
+               "<ppro_root><ppro_node><hash>h</hash><type>1</type></ppro_node></ppro_root>");
+    EXPECT_EQ(tresk_ppro_check_in_sm("h"), -1);
+}
+
 TEST_F(PproCheckInSm, WantsAHashAndAType)
 {
     write_policy("<ppro_node path=\"/a\" sm_status=\"1\"><hash>h</hash></ppro_node>");

@@ -3,11 +3,17 @@
 #include "tests/support/framework_double.h"
 #include "tresk_extend.h"
 
+#include <openssl/sha.h>
+
 #include <string>
+#include <string_view>
 
 namespace tresk::test {
 
 namespace {
+
+/// The step of the digest that fails, by its name; empty for none.
+std::string_view failing_step;
 
 std::string hash_of(const std::string& path)
 {
@@ -16,6 +22,16 @@ std::string hash_of(const std::string& path)
 }
 
 class PproPathHash : public FrameworkTest {};
+
+TEST_F(PproPathHash, IsNoneWhereADigestCannotBeMade)
+{
+    for (const std::string_view step : {"SHA256_Init", "SHA256_Update", "SHA256_Final"}) {
+        failing_step = step;
+        EXPECT_EQ(hash_of("abc"), "(null)") << step;
+        failing_step = {};
+    }
+    EXPECT_TRUE(framework().order.empty());
+}
 
 TEST_F(PproPathHash, OfTheEmptyTextIsTheKnownDigest)
 {
@@ -73,6 +89,39 @@ TEST_F(PproPathHash, OfNullIsNullWithoutAReport)
     EXPECT_TRUE(framework().order.empty());
 }
 
+bool fails(std::string_view step)
+{
+    return step == failing_step;
+}
+
 } // namespace
 
 } // namespace tresk::test
+
+// The names are the linker's. NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+int __real_SHA256_Init(SHA256_CTX* context);
+int __real_SHA256_Update(SHA256_CTX* context, const void* data, std::size_t length);
+int __real_SHA256_Final(unsigned char* digest, SHA256_CTX* context);
+int __wrap_SHA256_Init(SHA256_CTX* context);
+int __wrap_SHA256_Update(SHA256_CTX* context, const void* data, std::size_t length);
+int __wrap_SHA256_Final(unsigned char* digest, SHA256_CTX* context);
+
+int __wrap_SHA256_Init(SHA256_CTX* context)
+{
+    return tresk::test::fails("SHA256_Init") ? 0 : __real_SHA256_Init(context);
+}
+
+int __wrap_SHA256_Update(SHA256_CTX* context, const void* data, std::size_t length)
+{
+    return tresk::test::fails("SHA256_Update") ? 0 : __real_SHA256_Update(context, data, length);
+}
+
+int __wrap_SHA256_Final(unsigned char* digest, SHA256_CTX* context)
+{
+    return tresk::test::fails("SHA256_Final") ? 0 : __real_SHA256_Final(digest, context);
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
