@@ -249,9 +249,9 @@ std::string written(const Json& document, const Settings& settings)
 {
     constexpr int indent = 2;
     constexpr int one_line = -1;
-    return document.dump(settings.form == Form::JsonShort ? one_line : indent, ' ', false,
-                         Json::error_handler_t::replace) +
-           "\n";
+    const std::string text = document.dump(settings.form == Form::JsonShort ? one_line : indent, ' ', false,
+                                           Json::error_handler_t::replace);
+    return printable_json(text) + "\n";
 }
 
 } // namespace tresk::ctl

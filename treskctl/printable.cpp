@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 
 namespace tresk::ctl {
 
@@ -141,6 +142,26 @@ std::string printable(std::string_view text)
             result += is_safe(character) ? std::string(bytes) : escaped(bytes);
         }
         text.remove_prefix(bytes.size());
+    }
+    return result;
+}
+
+std::string printable_json(std::string_view document)
+{
+    std::string result;
+    result.reserve(document.size());
+    while (!document.empty()) {
+        const Character character = first_character(document);
+        const std::string_view bytes = document.substr(0, std::max<std::size_t>(character.length_bytes, 1));
+        // A line feed is the document's own: in its texts there is none.
+        if (bytes == "\n" || is_safe(character)) {
+            result += bytes;
+        } else {
+            std::array<char, sizeof "\\u0000"> escape{};
+            std::snprintf(escape.data(), escape.size(), "\\u%04x", character.code & 0xffff);
+            result += escape.data();
+        }
+        document.remove_prefix(bytes.size());
     }
     return result;
 }

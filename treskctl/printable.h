@@ -16,6 +16,10 @@ namespace tresk::ctl {
 /// other control character, direction mark, line separator and byte that is not UTF-8.
 std::string printable(std::string_view text);
 
+/// @document, a whole one in JSON and in UTF-8, with the same content: what a terminal would obey beyond the
+/// control characters that JSON forbids anyway stands in its texts alone, and is written as \\uNNNN there.
+std::string printable_json(std::string_view document);
+
 /// Whether @text is UTF-8 throughout (no surrogates, no overlong forms).
 bool is_utf8(std::string_view text);
 

@@ -44,6 +44,10 @@ void describe(CLI::App& app, Options& options)
                    "The netlink protocol that the kernel knows (27 if not given)")
         ->type_name("26|27|none")
         ->check(CLI::Validator{CLI::IsMember({"26", "27", "none"})}.description(""));
+    app.add_flag("--polkit", options.polkit, "Start polkitd, and let the service ask it (superuser only)");
+    app.add_option("--polkit-rules", options.polkit_rules, "The same, with the rules in this directory")
+        ->type_name("DIR")
+        ->check(CLI::Validator{CLI::ExistingDirectory}.description(""));
     app.add_flag("--bind-home", options.bind_home, "Show /data/home and /data/root as /home and /root");
 }
 
@@ -56,9 +60,11 @@ void make_absolute(std::string& path)
 
 void complete(Options& options, std::vector<std::string> command)
 {
-    for (std::string* path : {&options.state, &options.seed, &options.log, &options.service_program}) {
+    for (std::string* path :
+         {&options.state, &options.seed, &options.log, &options.service_program, &options.polkit_rules}) {
         make_absolute(*path);
     }
+    options.polkit = options.polkit || !options.polkit_rules.empty();
     if (options.kernel_protocol.empty()) {
         options.kernel_protocol = options.no_kernel ? "none" : "27";
     }

@@ -21,6 +21,9 @@ struct Options {
     bool no_service = false;
     bool no_kernel = false;
     bool bind_home = false;
+    bool polkit = false;
+    /// An absolute path; empty where not given.
+    std::string polkit_rules;
     /// "26", "27" or "none".
     std::string kernel_protocol;
     /// Empty for an interactive shell.

@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PRELOAD = "libtresk_standin_netlink.so";
+constexpr const char* ACTIONS = "com.meron.tresk.policy";
 constexpr const char* KERNEL = "tresk-standin-kernel";
 constexpr const char* SERVICE = "tresk-standin-service";
 
@@ -60,6 +61,7 @@ Places find_places(const std::string& service_program)
     return {.prefix = programs.parent_path(),
             .libraries = libraries,
             .preload = libraries / PRELOAD,
+            .actions = (programs / STANDIN_DATA_FROM_BIN / ACTIONS).lexically_normal(),
             .kernel_program = first_program({programs / KERNEL}),
             .service_program = find_service(service_program, programs)};
 }

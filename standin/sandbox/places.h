@@ -14,6 +14,8 @@ struct Places {
     /// The folder of the stand-in libraries.
     std::string libraries;
     std::string preload;
+    /// What polkit is told about.
+    std::string actions;
     /// Empty where there is none.
     std::string kernel_program;
     std::string service_program;

@@ -5,6 +5,7 @@
 #include "standin/sandbox/failure.h"
 #include "standin/sandbox/namespace.h"
 #include "standin/sandbox/places.h"
+#include "standin/sandbox/polkit.h"
 #include "standin/sandbox/root.h"
 
 #include <sys/prctl.h>
@@ -45,6 +46,22 @@ constexpr const char* BUS_CONFIGURATION =
   </policy>
 </busconfig>
 )";
+
+/// Inside of the configuration, where polkit is to be asked.
+constexpr const char* BUS_POLICY_OF_POLKIT =
+    R"(  <policy user="polkitd">
+    <allow own="org.freedesktop.PolicyKit1"/>
+  </policy>
+)";
+
+std::string bus_configuration(bool polkit)
+{
+    std::string text = BUS_CONFIGURATION;
+    if (polkit) {
+        text.insert(text.rfind("</busconfig>"), BUS_POLICY_OF_POLKIT);
+    }
+    return text;
+}
 
 void set(const char* name, const std::string& value)
 {
@@ -96,11 +113,15 @@ class Run {
     {
         std::error_code gone;
         const std::string working_directory = std::filesystem::current_path(gone);
+        const Files rules = read_rules(options_.polkit_rules);
         enter_mount_namespace();
         enter_root({.state = options_.state,
                     .seed = options_.seed,
                     .bind_home = options_.bind_home,
                     .kept = {places_.prefix, working_directory}});
+        if (options_.polkit) {
+            lay_out_polkit(places_.actions, rules);
+        }
     }
 
     void set_common_environment() const
@@ -117,6 +138,8 @@ class Run {
         return !options_.no_kernel && options_.kernel_protocol != "none";
     }
 
+    [[nodiscard]] bool needs_polkit() const { return !options_.no_bus && options_.polkit; }
+
     [[nodiscard]] bool needs_service() const { return !options_.no_bus && !options_.no_service; }
 
     void start_background()
@@ -130,6 +153,10 @@ class Run {
         if (!options_.no_bus) {
             background_.wait_ready("bus");
         }
+        if (needs_polkit()) {
+            background_.start(
+                "polkit", [&](const std::string& /*ready*/) { return std::vector<std::string>{polkitd_}; });
+        }
         if (needs_service()) {
             start_service();
         }
@@ -138,7 +165,7 @@ class Run {
     void start_bus()
     {
         const std::string configuration = std::string{RUN_DIRECTORY} + "/bus.conf";
-        std::ofstream{configuration} << BUS_CONFIGURATION;
+        std::ofstream{configuration} << bus_configuration(options_.polkit);
         background_.start("bus", [&](const std::string& ready) {
             return std::vector<std::string>{"dbus-daemon", "--config-file=" + configuration,
                                             "--nofork",    "--nopidfile",
@@ -162,7 +189,11 @@ class Run {
             throw std::runtime_error{"cannot find tresk-standin-service (see --service and --no-service)"};
         }
         background_.start("service", [&](const std::string& ready) {
-            return std::vector<std::string>{places_.service_program, "--ready-fd", ready};
+            std::vector<std::string> command{places_.service_program, "--ready-fd", ready};
+            if (options_.polkit) {
+                command.emplace_back("--polkit");
+            }
+            return command;
         });
     }
 
@@ -181,6 +212,9 @@ class Run {
         }
         if (!options_.no_bus) {
             set_process("TRESK_STANDIN_BUS_PID", "bus");
+        }
+        if (needs_polkit()) {
+            set_process("TRESK_STANDIN_POLKIT_PID", "polkit");
         }
         if (needs_service()) {
             background_.wait_ready("service");
@@ -230,6 +264,8 @@ class Run {
     Places places_;
     const SignalQueue& signals_;
     pid_t guard_;
+    /// Looked for before the root changes; empty where it is not wanted.
+    std::string polkitd_ = options_.polkit ? find_polkitd() : "";
     Children children_;
     Background background_;
     pid_t command_ = -1;

@@ -185,7 +185,7 @@ std::span<const Method> bwlist_methods()
     static constexpr std::array methods{
         Method{"tresk_bwlist_add_zdk", "ssis", "i", add},
         Method{"tresk_bwlist_del_zdk", "ssis", "i", remove},
-        Method{"tresk_bwlist_get_root_distinguish_zdk", "is", "i", get_distinction},
+        Method{"tresk_bwlist_get_root_distinguish_zdk", "is", "i", get_distinction, Access::kOpen},
         Method{"tresk_bwlist_set_root_distinguish_zdk", "iis", "i", set_distinction},
         Method{"tresk_bwlist_clear_policy_zdk", "is", "i", clear},
     };

@@ -3,6 +3,7 @@
 
 #include "standin/service/atomic_file.h"
 #include "standin/service/audit.h"
+#include "standin/service/authorisation.h"
 #include "standin/service/faults.h"
 #include "standin/service/introspection.h"
 
@@ -11,19 +12,21 @@
 #include <cstring>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <string>
 
 namespace tresk::service {
 
 struct Dispatcher::Object {
     const Folders& folders;
+    bool ask_polkit;
     std::string word;
     std::vector<const Method*> methods;
     Connection connection;
     guint registration = 0;
 
-    Object(const Folders& where, std::string name, std::vector<const Method*> table)
-        : folders(where), word(std::move(name)), methods(std::move(table))
+    Object(const Folders& where, bool asks, std::string name, std::vector<const Method*> table)
+        : folders(where), ask_polkit(asks), word(std::move(name)), methods(std::move(table))
     {
     }
 
@@ -63,6 +66,12 @@ struct Call {
     Invocation invocation;
     Fault fault;
 };
+
+const char* sender_of(const Call& call)
+{
+    const char* sender = g_dbus_method_invocation_get_sender(call.invocation.get());
+    return sender == nullptr ? "-" : sender;
+}
 
 GVariant* arguments_of(const Call& call)
 {
@@ -121,8 +130,7 @@ std::string described_arguments(const Call& call)
 
 void audit(const Call& call, const Answer& answer)
 {
-    const char* sender = g_dbus_method_invocation_get_sender(call.invocation.get());
-    append_audit(call.folders.state / "service.log", {.sender = sender == nullptr ? "-" : sender,
+    append_audit(call.folders.state / "service.log", {.sender = sender_of(call),
                                                       .method = call.method.name,
                                                       .arguments = described_arguments(call),
                                                       .answer = described(call, answer)});
@@ -184,25 +192,48 @@ Fault current_fault(const Folders& folders, const char* method)
     }
 }
 
+using SharedCall = std::shared_ptr<Call>;
+
 gboolean finish_delayed(gpointer call)
 {
-    finish(*static_cast<Call*>(call));
+    finish(**static_cast<SharedCall*>(call));
     return G_SOURCE_REMOVE;
 }
 
 void destroy_call(gpointer call)
 {
-    delete static_cast<Call*>(call);
+    delete static_cast<SharedCall*>(call);
 }
 
-void begin(std::unique_ptr<Call> call)
+void begin(const SharedCall& call)
 {
     if (call->fault.delay_ms == 0) {
         finish(*call);
         return;
     }
-    const guint delay_ms = call->fault.delay_ms;
-    g_timeout_add_full(G_PRIORITY_DEFAULT, delay_ms, finish_delayed, call.release(), destroy_call);
+    g_timeout_add_full(G_PRIORITY_DEFAULT, call->fault.delay_ms, finish_delayed, new SharedCall(call),
+                       destroy_call);
+}
+
+/// Refuses the call, or goes on with it, as polkit ruled.
+void begin_as_ruled(const SharedCall& call, const Ruling& ruling)
+{
+    if (ruling.verdict == Ruling::Verdict::kAllowed) {
+        begin(call);
+        return;
+    }
+    const bool cancelled = ruling.verdict == Ruling::Verdict::kCancelled;
+    const Answer answer =
+        refused(cancelled ? error_name::kAuthCancelled : error_name::kAuthFailed, ruling.reason);
+    audit(*call, answer);
+    send(*call, answer);
+}
+
+void authorise(const SharedCall& call, const std::string& word)
+{
+    ask_polkit(g_dbus_method_invocation_get_connection(call->invocation.get()),
+               {.action = interface_name(word), .caller = sender_of(*call), .method = call->method.name},
+               [call](const Ruling& ruling) { begin_as_ruled(call, ruling); });
 }
 
 void on_method_call(GDBusConnection* /*connection*/, const char* /*sender*/, const char* /*path*/,
@@ -216,10 +247,15 @@ void on_method_call(GDBusConnection* /*connection*/, const char* /*sender*/, con
     if (method == object.methods.end()) {
         return;
     }
-    begin(std::make_unique<Call>(Call{.folders = object.folders,
-                                      .method = **method,
-                                      .invocation = std::move(invocation),
-                                      .fault = current_fault(object.folders, name)}));
+    const auto call = std::make_shared<Call>(Call{.folders = object.folders,
+                                                  .method = **method,
+                                                  .invocation = std::move(invocation),
+                                                  .fault = current_fault(object.folders, name)});
+    if (object.ask_polkit && (*method)->access == Access::kAuthorised) {
+        authorise(call, object.word);
+    } else {
+        begin(call);
+    }
 }
 
 constexpr GDBusInterfaceVTable kVtable{on_method_call, nullptr, nullptr, {}};
@@ -255,14 +291,17 @@ void register_object(GDBusConnection* connection, Dispatcher::Object& object)
 
 } // namespace
 
-Dispatcher::Dispatcher(Folders folders) : folders_(std::move(folders)) {}
+Dispatcher::Dispatcher(Folders folders, bool ask_polkit)
+    : folders_(std::move(folders)), ask_polkit_(ask_polkit)
+{
+}
 
 Dispatcher::~Dispatcher() = default;
 
 void Dispatcher::export_on(GDBusConnection* connection, std::span<const MethodTable> tables)
 {
     for (auto& [word, methods] : by_word(tables)) {
-        objects_.push_back(std::make_unique<Object>(folders_, word, std::move(methods)));
+        objects_.push_back(std::make_unique<Object>(folders_, ask_polkit_, word, std::move(methods)));
         register_object(connection, *objects_.back());
     }
 }

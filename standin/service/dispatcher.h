@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// From the tables of methods to objects on the bus, and from a call to its answer: fault, handler, audit
-// line, reply. Calls of an unknown method or with another signature are answered by GDBus and never come
-// here.
+// From the tables of methods to objects on the bus, and from a call to its answer: authorisation where it is
+// asked for, fault, handler, audit line, reply. Calls of an unknown method or with another signature are
+// answered by GDBus and never come here.
 #ifndef TRESK_STANDIN_SERVICE_DISPATCHER_H
 #define TRESK_STANDIN_SERVICE_DISPATCHER_H
 
@@ -18,7 +18,8 @@ inline constexpr int kDiedOnDemand = 70;
 
 class Dispatcher {
   public:
-    explicit Dispatcher(Folders folders);
+    /// @ask_polkit: whether methods that are not open to everybody ask polkit before anything else.
+    explicit Dispatcher(Folders folders, bool ask_polkit = false);
     ~Dispatcher();
     Dispatcher(const Dispatcher&) = delete;
     Dispatcher& operator=(const Dispatcher&) = delete;
@@ -33,6 +34,7 @@ class Dispatcher {
 
   private:
     Folders folders_;
+    bool ask_polkit_;
     std::vector<std::unique_ptr<Object>> objects_;
 };
 

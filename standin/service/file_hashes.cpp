@@ -219,9 +219,9 @@ std::span<const Method> file_hash_methods()
 {
     static constexpr std::array methods{
         Method{"tresk_xattr_calc_hash_by_path", "s", "s", calculate},
-        Method{"tresk_xattr_get_file_hash_value", "s", "s", stored},
+        Method{"tresk_xattr_get_file_hash_value", "s", "s", stored, Access::kOpen},
         Method{"tresk_xattr_calc_multi_file_hash_value", "as", "as", calculate_each},
-        Method{"tresk_xattr_get_multi_file_hash_value", "as", "as", each_stored},
+        Method{"tresk_xattr_get_multi_file_hash_value", "as", "as", each_stored, Access::kOpen},
     };
     return methods;
 }

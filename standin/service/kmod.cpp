@@ -36,7 +36,7 @@ Variant check_owner(const Folders& folders, GVariant* arguments)
 std::span<const Method> kmod_methods()
 {
     static constexpr std::array methods{
-        Method{"tresk_xattr_protect_check_kmod_in_sm", "s", "i", check_owner},
+        Method{"tresk_xattr_protect_check_kmod_in_sm", "s", "i", check_owner, Access::kOpen},
     };
     return methods;
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // tresk-standin-service: stands for the framework's system service where the framework is not installed. It
-// asks nobody for authorisation and protects nothing.
+// protects nothing, and asks for authorisation only when it is told to.
+#include "standin/service/authorisation.h"
 #include "standin/service/dispatcher.h"
 #include "standin/service/families.h"
 #include "standin/service/service_name.h"
@@ -25,6 +26,7 @@ constexpr int kUsage = 2;
 struct Options {
     Folders folders;
     int ready_fd = -1;
+    bool ask_polkit = false;
 };
 
 void complain(const std::string& text)
@@ -40,10 +42,12 @@ std::optional<Options> parse_options(int argc, char** argv)
     char* state = nullptr;
     char* etc = nullptr;
     int ready_fd = -1;
+    gboolean ask_polkit = FALSE;
     const GOptionEntry entries[] = {
         {"state", 0, 0, G_OPTION_ARG_FILENAME, &state, "Keep the state in DIR ($TRESK_STANDIN_STATE)", "DIR"},
         {"etc", 0, 0, G_OPTION_ARG_FILENAME, &etc, "Keep the policy files below DIR (/etc/tresk)", "DIR"},
         {"ready-fd", 0, 0, G_OPTION_ARG_INT, &ready_fd, "Write a line to descriptor N when ready", "N"},
+        {"polkit", 0, 0, G_OPTION_ARG_NONE, &ask_polkit, "Ask polkit before anything is changed", nullptr},
         {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
     const OptionContext context(g_option_context_new("- development stand-in of the framework's service"));
     g_option_context_add_main_entries(context.get(), entries, nullptr);
@@ -58,7 +62,7 @@ std::optional<Options> parse_options(int argc, char** argv)
                             : "no folder for the state (--state)");
         return std::nullopt;
     }
-    return Options{{chosen_state, etc == nullptr ? "/etc/tresk" : etc}, ready_fd};
+    return Options{{chosen_state, etc == nullptr ? "/etc/tresk" : etc}, ready_fd, ask_polkit != FALSE};
 }
 
 void announce_ready(int descriptor)
@@ -101,11 +105,15 @@ int serve(const Options& options)
     std::filesystem::create_directories(options.folders.state);
     const Connection connection = connect_to_system_bus();
     const gulong closed = g_signal_connect(connection.get(), "closed", G_CALLBACK(on_bus_closed), &run);
-    Dispatcher dispatcher(options.folders);
+    Dispatcher dispatcher(options.folders, options.ask_polkit);
     dispatcher.export_on(connection.get(), method_tables());
     own_service_name(connection.get());
     complain("development stand-in, not the framework's service; state in " + options.folders.state.string());
-    announce_ready(options.ready_fd);
+    if (options.ask_polkit) {
+        when_polkit_is_there(connection.get(), [&options] { announce_ready(options.ready_fd); });
+    } else {
+        announce_ready(options.ready_fd);
+    }
     g_main_loop_run(run.loop.get());
     g_dbus_connection_flush_sync(connection.get(), nullptr, nullptr);
     g_signal_handler_disconnect(connection.get(), closed);

@@ -18,6 +18,7 @@ namespace tresk::service {
 /// The error names of the framework that this service answers by itself.
 namespace error_name {
 inline constexpr char kAuthFailed[] = "MERON.TRESK.AUTH.FAILED";
+inline constexpr char kAuthCancelled[] = "MERON.TRESK.CANCEL.AUTH";
 inline constexpr char kDisabled[] = "MERON.TRESK.DISABLED";
 inline constexpr char kDatabase[] = "MERON.TRESK.DATABASE.ERR";
 inline constexpr char kFileAttribute[] = "MERON.TRESK.FILE.ATTR.ERR";
@@ -50,6 +51,13 @@ inline constexpr int kDone = 0;
 inline constexpr int kPresentAlready = -2;
 inline constexpr int kNotPresent = -3;
 
+/// Who may call a method where the service asks polkit. A method that says nothing asks: forgetting it closes
+/// a door instead of opening one.
+enum class Access {
+    kAuthorised, ///< whom polkit authorises for the action "com.meron.tresk.WORD"
+    kOpen,       ///< everybody: the method changes nothing
+};
+
 struct Method {
     const char* name;
     /// The complete D-Bus types of the arguments and of the answer, without the tuple's parentheses.
@@ -57,6 +65,7 @@ struct Method {
     const char* output;
     /// Gets the argument tuple, of the type of @input; returns the answer tuple, or throws Refusal.
     Variant (*handler)(const Folders& folders, GVariant* arguments);
+    Access access = Access::kAuthorised;
     /// Whether the arguments stay out of the audit log.
     bool confidential = false;
 };

@@ -149,7 +149,7 @@ std::span<const Method> ppro_methods()
         Method{"tresk_ppro_remove_sm", "s", "i", remove_as<kSmSide>},
         Method{"tresk_ppro_update", "si", "i", update_as<kOrdinary>},
         Method{"tresk_ppro_update_sm", "si", "i", update_as<kSmSide>},
-        Method{"tresk_get_pid_by_path", "s", "i", pid_by_path},
+        Method{"tresk_get_pid_by_path", "s", "i", pid_by_path, Access::kOpen},
     };
     return methods;
 }

@@ -247,17 +247,17 @@ std::span<const Method> configuration_methods()
 std::span<const Method> module_methods()
 {
     static constexpr std::array methods{
-        Method{"getModuleStatus", "i", "i", get_module_state<kModulesNext>},
+        Method{"getModuleStatus", "i", "i", get_module_state<kModulesNext>, Access::kOpen},
         Method{"setModuleStatus", "iiiii", "i", set_modules},
         Method{"setModuleStatusReboot", "iiiiii", "i", set_modules_reboot},
-        Method{"getModuleRealStatus", "i", "i", get_module_state<kModulesNow>},
-        Method{"getCurSecurityStatusForVexDefender", "", "i", get_security<kSecurityNow>},
-        Method{"getSecurityStatusForVexDefender", "", "i", get_security<kSecurityNext>},
+        Method{"getModuleRealStatus", "i", "i", get_module_state<kModulesNow>, Access::kOpen},
+        Method{"getCurSecurityStatusForVexDefender", "", "i", get_security<kSecurityNow>, Access::kOpen},
+        Method{"getSecurityStatusForVexDefender", "", "i", get_security<kSecurityNext>, Access::kOpen},
         Method{"setSecurityForVexDefender", "ii", "i", set_security},
         Method{"setSecurityForVexDefenderReboot", "iii", "i", set_security_reboot},
         Method{"setSelinuxPolicy", "s", "i", set_selinux_policy},
-        Method{"checkSecuritySwitchReboot", "i", "i", check_security_reboot},
-        Method{"checkSetModuleStatusReboot", "ii", "i", check_set_module_reboot},
+        Method{"checkSecuritySwitchReboot", "i", "i", check_security_reboot, Access::kOpen},
+        Method{"checkSetModuleStatusReboot", "ii", "i", check_set_module_reboot, Access::kOpen},
         Method{"processctrlPolkitForSetModuleStatus", "ii", "i", authorise_module_switch},
     };
     return methods;
@@ -266,7 +266,7 @@ std::span<const Method> module_methods()
 std::span<const Method> netflow_methods()
 {
     static constexpr std::array methods{
-        Method{"tresk_netflow_perm_check", "", "i", netflow_permission},
+        Method{"tresk_netflow_perm_check", "", "i", netflow_permission, Access::kOpen},
     };
     return methods;
 }

@@ -104,7 +104,7 @@ Variant check_user(const Folders& folders, GVariant* arguments)
 std::span<const Method> user_check_methods()
 {
     static constexpr std::array methods{
-        Method{"tresk_check_user_valid_with_pam", "ss", "i", check_user, true},
+        Method{"tresk_check_user_valid_with_pam", "ss", "i", check_user, Access::kOpen, true},
     };
     return methods;
 }

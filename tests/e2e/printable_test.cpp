@@ -68,6 +68,12 @@ TEST(Utf8, CountsCharacters)
     EXPECT_EQ(length_characters("aä€𝄞"), 4U);
 }
 
+TEST(PrintableJson, EscapesWhatTerminalsObeyAndLeavesTheRest)
+{
+    EXPECT_EQ(printable_json("{\n  \"a\": \"\x7f\xc2\x9b\xe2\x80\xae \u00e4\xf0\x9d\x84\x9e\\n\"\n}"),
+              "{\n  \"a\": \"\\u007f\\u009b\\u202e \u00e4\xf0\x9d\x84\x9e\\n\"\n}");
+}
+
 TEST(Hexadecimal, WritesTwoDigitsForEachByte)
 {
     EXPECT_EQ(hexadecimal(std::string_view("\0\x0f\xff", 3)), "000fff");
