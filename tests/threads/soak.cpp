@@ -296,7 +296,7 @@ class Soak {
         return flat ? 0 : 1;
     }
 
-#ifdef TRESK_SOAK_SANITIZED
+#ifdef TRESK_SANITIZED
     /// A sanitizer's allocator keeps what is released, and knows leaks its own way.
     static constexpr bool kMemoryTells = false;
 #else

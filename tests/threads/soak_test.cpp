@@ -17,7 +17,7 @@ using ::testing::HasSubstr;
 
 constexpr std::chrono::seconds kDeadline{300};
 
-#ifdef TRESK_SOAK_SANITIZED
+#ifdef TRESK_SANITIZED
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;
