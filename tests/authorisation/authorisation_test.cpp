@@ -10,6 +10,7 @@
 #include "tests/authorisation/caller.h"
 #include "tests/support/child_process.h"
 #include "tests/support/policy_files.h"
+#include "tests/support/temp_dir.h"
 #include "tresk_extend.h"
 
 #include <gio/gio.h>
@@ -527,9 +528,28 @@ TEST_F(Authorisation, RefusedWithoutAnAgentIsARefusalToo)
     EXPECT_EQ(asked.call(0), "-1001");
 }
 
+/// Copies the command line, and the libraries that it loads, to where every user may read them: a working
+/// tree may lie below a closed directory.
+std::string open_program(const fs::path& folder)
+{
+    fs::permissions(folder, fs::perms{0755});
+    const fs::path program = folder / "treskctl";
+    fs::copy_file(TRESKCTL_PROGRAM, program);
+    fs::copy_file(TRESK_LIBRARY, folder / fs::path(TRESK_LIBRARY).filename());
+    std::istringstream folders(std::getenv("LD_LIBRARY_PATH"));
+    for (std::string libraries; std::getline(folders, libraries, ':');) {
+        if (fs::is_directory(libraries)) {
+            fs::copy(libraries, folder, fs::copy_options::skip_existing);
+        }
+    }
+    ::setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
+    return program;
+}
+
 TEST_F(Authorisation, IsAnExitStatusOfTheCommandLine)
 {
-    const std::vector<std::string> command{TRESKCTL_PROGRAM, "conf", "add"};
+    const TempDir folder;
+    const std::vector<std::string> command{open_program(folder.path()), "conf", "add"};
     Caller refused(kRefused, call_asking);
     EXPECT_EQ(refused.become(command), 5);
     Caller cancelling(kAsked, call_asking);
