@@ -539,7 +539,7 @@ std::string open_program(const fs::path& folder)
     std::istringstream folders(std::getenv("LD_LIBRARY_PATH"));
     for (std::string libraries; std::getline(folders, libraries, ':');) {
         if (fs::is_directory(libraries)) {
-            fs::copy(libraries, folder, fs::copy_options::skip_existing);
+            fs::copy(libraries, folder, fs::copy_options::recursive | fs::copy_options::skip_existing);
         }
     }
     ::setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
