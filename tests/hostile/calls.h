@@ -34,14 +34,16 @@ struct Given {
     const std::string& take() { return texts.at(next++); }
 };
 
-/// An argument of one call, owned while it is made.
+/// An argument of one call, owned while it is made. It may be moved before its value is asked for.
 template <class Type>
 struct Argument {
     static_assert(std::is_integral_v<Type>, "say what this argument is");
 
-    explicit Argument(Given& given) : value(static_cast<Type>(given.number)) {}
+    explicit Argument(Given& given) : number(static_cast<Type>(given.number)) {}
 
-    Type value;
+    Type value() { return number; }
+
+    Type number;
 };
 
 template <class Count>
@@ -50,24 +52,27 @@ requires std::is_integral_v<Count>
 struct Argument<Count*> {
     explicit Argument(Given& /*given*/) {}
 
+    Count* value() { return &count; }
+
     Count count = 0;
-    Count* value = &count;
 };
 
 template <>
 struct Argument<char*> {
     explicit Argument(Given& given) : text(given.take()) {}
 
+    char* value() { return text.data(); }
+
     std::string text;
-    char* value = text.data();
 };
 
 template <>
 struct Argument<const char*> {
     explicit Argument(Given& given) : text(given.take()) {}
 
+    const char* value() { return text.c_str(); }
+
     std::string text;
-    const char* value = text.c_str();
 };
 
 /// Bytes that come with their number.
@@ -75,24 +80,30 @@ template <>
 struct Argument<const void*> {
     explicit Argument(Given& given) : text(given.take()) { text.resize(std::max(text.size(), kRecords)); }
 
+    const void* value() { return text.data(); }
+
     std::string text;
-    const void* value = text.data();
 };
 
 template <>
 struct Argument<const char* const*> {
-    explicit Argument(Given& given) : text(given.take()), texts(kRecords, text.c_str()) {}
+    explicit Argument(Given& given) : text(given.take()) {}
+
+    const char* const* value()
+    {
+        texts.assign(kRecords, text.c_str());
+        return texts.data();
+    }
 
     std::string text;
     std::vector<const char*> texts;
-    const char* const* value = texts.data();
 };
 
 template <>
 struct Argument<GVariant*> {
     explicit Argument(Given& /*given*/) {}
 
-    GVariant* value = nullptr;
+    GVariant* value() { return nullptr; }
 };
 
 template <std::size_t Size>
@@ -131,8 +142,7 @@ inline void fill(tresk_device_record& record, const std::string& text)
 template <class Record>
 
 requires std::is_class_v<Record> &&(!std::is_same_v<Record, GVariant>)struct Argument<const Record*> {
-    explicit Argument(Given& given)
-        : records(static_cast<Record*>(std::calloc(kRecords, sizeof(Record)))), value(records.get())
+    explicit Argument(Given& given) : records(static_cast<Record*>(std::calloc(kRecords, sizeof(Record))))
     {
         const std::string& text = given.take();
         for (std::size_t index = 0; index < kRecords; ++index) {
@@ -140,8 +150,9 @@ requires std::is_class_v<Record> &&(!std::is_same_v<Record, GVariant>)struct Arg
         }
     }
 
+    const Record* value() { return records.get(); }
+
     Malloced<Record> records;
-    const Record* value;
 };
 
 template <class Result>
@@ -184,7 +195,7 @@ std::function<void(Given)> caller(Result (*function)(Types...))
     return [function](Given given) {
         // In braces, so that the arguments are made in order.
         std::tuple<Argument<Types>...> arguments{Argument<Types>(given)...};
-        std::apply([function](auto&... argument) { release(function(argument.value...)); }, arguments);
+        std::apply([function](auto&... argument) { release(function(argument.value()...)); }, arguments);
     };
 }
 
