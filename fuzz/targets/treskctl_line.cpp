@@ -167,8 +167,8 @@ void restore_machine()
     place("/etc/tresk/pblk/pblk.xml", kPblk);
     place("/etc/tresk/netctl/netctl.xml", kNetctl);
     place("/etc/tresk/bwlist/bwlist.xml", kLists);
-    place("/data/work/policy.json", kDocument);
-    place("/data/work/list", "/usr/bin/a\n/usr/bin/env\n");
+    place("/data/files/policy.json", kDocument);
+    place("/data/files/list", "/usr/bin/a\n/usr/bin/env\n");
     fake_bus().reset();
     fake_channel() = {};
     fake_pipeline() = {};
@@ -180,7 +180,7 @@ void set_up()
 {
     enter_sandbox();
     restore_machine();
-    TRESK_REQUIRE(::chdir("/data/work") == 0);
+    TRESK_REQUIRE(::chdir("/data/files") == 0);
     TRESK_REQUIRE(std::freopen("/dev/null", "r", stdin) != nullptr);
 }
 

@@ -209,7 +209,7 @@ TEST(HostileTextsInTheLibrary, HaveARowForEveryFunctionThatTakesTexts)
 
 // --- what they do ---
 
-constexpr const char* kWorkingFolder = "/data/work";
+constexpr const char* kWorkingFolder = "/data/files";
 
 std::string harmless(const Row& row, std::size_t index)
 {
@@ -330,7 +330,7 @@ std::set<std::string> listing()
 bool is_kept(const std::string& path)
 {
     static const std::regex kept(
-        "/data/(tools|work)(/(awk|cat|grep|dpkg-query))?|/etc/tresk/db(/whlist\\.db)?|"
+        "/data/(tools|files)(/(awk|cat|grep|dpkg-query))?|/etc/tresk/db(/whlist\\.db)?|"
         "/etc/tresk/bwlist(/bwlist\\.xml)?|/etc/tresk/(ppro|netctl|pblk)|" +
         state_folder() +
         "/([a-z]+\\.err|service\\.log|kernel\\.log|conf|func_status|file_hashes|"

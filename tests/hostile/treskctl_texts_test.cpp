@@ -170,7 +170,7 @@ const std::vector<Row>& rows()
 constexpr const char* kOutput = "/data/output";
 constexpr const char* kErrors = "/data/errors";
 constexpr const char* kInput = "/data/input";
-constexpr const char* kWorkingFolder = "/data/work";
+constexpr const char* kWorkingFolder = "/data/files";
 
 void redirect(const char* file, int stream, int flags)
 {
