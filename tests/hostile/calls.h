@@ -34,14 +34,14 @@ struct Given {
     const std::string& take() { return texts.at(next++); }
 };
 
-/// An argument of one call, owned while it is made. It may be moved before its value is asked for.
+/// An argument of one call, owned while it is made; get() is asked where it lies then.
 template <class Type>
 struct Argument {
     static_assert(std::is_integral_v<Type>, "say what this argument is");
 
     explicit Argument(Given& given) : number(static_cast<Type>(given.number)) {}
 
-    Type value() { return number; }
+    Type get() const { return number; }
 
     Type number;
 };
@@ -52,7 +52,7 @@ requires std::is_integral_v<Count>
 struct Argument<Count*> {
     explicit Argument(Given& /*given*/) {}
 
-    Count* value() { return &count; }
+    Count* get() { return &count; }
 
     Count count = 0;
 };
@@ -61,7 +61,7 @@ template <>
 struct Argument<char*> {
     explicit Argument(Given& given) : text(given.take()) {}
 
-    char* value() { return text.data(); }
+    char* get() { return text.data(); }
 
     std::string text;
 };
@@ -70,7 +70,7 @@ template <>
 struct Argument<const char*> {
     explicit Argument(Given& given) : text(given.take()) {}
 
-    const char* value() { return text.c_str(); }
+    const char* get() const { return text.c_str(); }
 
     std::string text;
 };
@@ -80,7 +80,7 @@ template <>
 struct Argument<const void*> {
     explicit Argument(Given& given) : text(given.take()) { text.resize(std::max(text.size(), kRecords)); }
 
-    const void* value() { return text.data(); }
+    const void* get() const { return text.data(); }
 
     std::string text;
 };
@@ -89,7 +89,7 @@ template <>
 struct Argument<const char* const*> {
     explicit Argument(Given& given) : text(given.take()) {}
 
-    const char* const* value()
+    const char* const* get()
     {
         texts.assign(kRecords, text.c_str());
         return texts.data();
@@ -103,7 +103,7 @@ template <>
 struct Argument<GVariant*> {
     explicit Argument(Given& /*given*/) {}
 
-    GVariant* value() { return nullptr; }
+    static GVariant* get() { return nullptr; }
 };
 
 template <std::size_t Size>
@@ -150,7 +150,7 @@ requires std::is_class_v<Record> &&(!std::is_same_v<Record, GVariant>)struct Arg
         }
     }
 
-    const Record* value() { return records.get(); }
+    const Record* get() const { return records.get(); }
 
     Malloced<Record> records;
 };
@@ -195,7 +195,7 @@ std::function<void(Given)> caller(Result (*function)(Types...))
     return [function](Given given) {
         // In braces, so that the arguments are made in order.
         std::tuple<Argument<Types>...> arguments{Argument<Types>(given)...};
-        std::apply([function](auto&... argument) { release(function(argument.value()...)); }, arguments);
+        std::apply([function](auto&... argument) { release(function(argument.get()...)); }, arguments);
     };
 }
 

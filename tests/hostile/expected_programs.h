@@ -47,6 +47,13 @@ inline const std::set<Words> kExpectedPrograms{
     {"grep", "plain-name"},
 };
 
+inline bool is_expected_program(const Words& words)
+{
+    static const std::set<std::string> commands{kCountSockets, kListPackages + " | " + kNamesOfPackages};
+    return kExpectedPrograms.contains(words) ||
+           (!words.empty() && words.front() == "sh" && commands.contains(words.back()));
+}
+
 } // namespace tresk::test
 
 #endif

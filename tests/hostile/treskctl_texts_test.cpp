@@ -207,13 +207,6 @@ bool is_expected_file(const std::string& file)
     return std::regex_match(file, expected);
 }
 
-bool is_expected_program(const Words& words)
-{
-    static const std::set<std::string> commands{kCountSockets, kListPackages + " | " + kNamesOfPackages};
-    return kExpectedPrograms.contains(words) ||
-           (!words.empty() && words.front() == "sh" && commands.contains(words.back()));
-}
-
 /// Line feeds apart, nothing that a terminal obeys, and no text that began a line of its own.
 void expect_harmless_text(const std::string& text, const std::string& what)
 {
