@@ -5,9 +5,13 @@
 
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
+#include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <ostream>
 
@@ -17,11 +21,14 @@ extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void* block);
 // NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace {
+
+using tresk::test::RequestObserver;
 
 struct Watch {
     bool active = false;
@@ -29,19 +36,109 @@ struct Watch {
     long until_refusal = 0;
     long refusals = 0;
     long left = 0;
+    RequestObserver* observer = nullptr;
 };
 
 // constinit: read by the allocator before any constructor ran.
 constinit thread_local Watch watch;
+constinit std::atomic<long> blocks = 0;
 
-bool refuse()
+bool is_main_thread()
 {
-    if (!watch.active) {
+    constinit static thread_local bool known = false;
+    constinit static thread_local bool is_main = false;
+    if (!known) {
+        is_main = ::gettid() == ::getpid();
+        known = true;
+    }
+    return is_main;
+}
+
+/// The blocks that other threads made than the main one; there are few at a time. Each has its place in one
+/// of few slots, so that a release by the main thread is no search.
+class BlocksOfOthers {
+  public:
+    void add(void* block)
+    {
+        for (std::atomic<void*>& slot : places_of(block)) {
+            void* none = nullptr;
+            if (slot.compare_exchange_strong(none, block)) {
+                count_.fetch_add(1);
+                return;
+            }
+        }
+        std::abort(); // more than a test can make
+    }
+
+    /// Before the block is released: afterwards its address may be another's.
+    bool remove(void* block)
+    {
+        for (std::atomic<void*>& slot : places_of(block)) {
+            if (slot.load(std::memory_order_relaxed) == block) {
+                slot = nullptr;
+                count_.fetch_sub(1);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    [[nodiscard]] long count() const { return count_; }
+
+  private:
+    static constexpr std::size_t kPlaces = 4096;
+    static constexpr std::size_t kSlots = 16;
+    using Slots = std::array<std::atomic<void*>, kSlots>;
+
+    Slots& places_of(const void* block)
+    {
+        constexpr std::uintptr_t alignment = 16;
+        return places_[reinterpret_cast<std::uintptr_t>(block) / alignment % kPlaces];
+    }
+
+    std::array<Slots, kPlaces> places_{};
+    std::atomic<long> count_ = 0;
+};
+
+constinit BlocksOfOthers others;
+
+/// What an observer itself asks for is neither counted nor refused.
+class Unobserved {
+  public:
+    Unobserved() { watch.active = false; }
+
+    ~Unobserved() { watch.active = true; }
+
+    Unobserved(const Unobserved&) = delete;
+    Unobserved& operator=(const Unobserved&) = delete;
+};
+
+bool takes_part(const void* caller)
+{
+    if (watch.observer == nullptr) {
+        return true;
+    }
+    const Unobserved guard;
+    return watch.observer->counts(caller);
+}
+
+void tell_refusal(const void* caller)
+{
+    if (watch.observer != nullptr) {
+        const Unobserved guard;
+        watch.from_there_on = watch.observer->refused(caller) && watch.from_there_on;
+    }
+}
+
+bool refuse(const void* caller)
+{
+    if (!watch.active || !takes_part(caller)) {
         return false;
     }
     --watch.until_refusal;
     if (watch.until_refusal == 0 || (watch.until_refusal < 0 && watch.from_there_on)) {
         ++watch.refusals;
+        tell_refusal(caller);
         errno = ENOMEM;
         return true;
     }
@@ -50,7 +147,13 @@ bool refuse()
 
 void* counted(void* block)
 {
-    watch.left += watch.active && block != nullptr ? 1 : 0;
+    if (block != nullptr) {
+        watch.left += watch.active ? 1 : 0;
+        blocks.fetch_add(1, std::memory_order_relaxed);
+        if (!is_main_thread()) {
+            others.add(block);
+        }
+    }
     return block;
 }
 
@@ -60,26 +163,47 @@ extern "C" {
 
 void* malloc(std::size_t size)
 {
-    return refuse() ? nullptr : counted(__libc_malloc(size));
+    return refuse(__builtin_return_address(0)) ? nullptr : counted(__libc_malloc(size));
 }
 
 void* calloc(std::size_t count, std::size_t size)
 {
-    return refuse() ? nullptr : counted(__libc_calloc(count, size));
+    return refuse(__builtin_return_address(0)) ? nullptr : counted(__libc_calloc(count, size));
 }
 
 void* realloc(void* block, std::size_t size)
 {
-    if (refuse()) {
+    if (refuse(__builtin_return_address(0))) {
         return nullptr;
     }
+    if (block == nullptr) {
+        return counted(__libc_malloc(size));
+    }
+    const bool is_others = others.remove(block);
     void* moved = __libc_realloc(block, size);
-    return block == nullptr ? counted(moved) : moved;
+    if (is_others) {
+        others.add(moved == nullptr ? block : moved);
+    }
+    return moved;
+}
+
+int posix_memalign(void** block, std::size_t alignment, std::size_t size)
+{
+    void* made = refuse(__builtin_return_address(0)) ? nullptr : counted(__libc_memalign(alignment, size));
+    if (made == nullptr) {
+        return ENOMEM;
+    }
+    *block = made;
+    return 0;
 }
 
 void free(void* block)
 {
-    watch.left -= watch.active && block != nullptr ? 1 : 0;
+    if (block != nullptr) {
+        watch.left -= watch.active ? 1 : 0;
+        blocks.fetch_sub(1, std::memory_order_relaxed);
+        others.remove(block);
+    }
     __libc_free(block);
 }
 
@@ -87,9 +211,15 @@ void free(void* block)
 
 namespace tresk::test {
 
-FailingMemory::FailingMemory(long nth, bool from_there_on)
+LiveBlocks live_blocks()
 {
-    watch = {true, from_there_on, nth, 0, 0};
+    const long of_others = others.count();
+    return {blocks.load(std::memory_order_relaxed) - of_others, of_others};
+}
+
+FailingMemory::FailingMemory(long nth, bool from_there_on, RequestObserver* observer)
+{
+    watch = {true, from_there_on, nth, 0, 0, observer};
 }
 
 FailingMemory::~FailingMemory()

@@ -9,12 +9,34 @@
 
 namespace tresk::test {
 
+/// Looks at requests for memory while they are made. What it asks for itself is not watched.
+class RequestObserver {
+  public:
+    RequestObserver() = default;
+    virtual ~RequestObserver() = default;
+    RequestObserver(const RequestObserver&) = delete;
+    RequestObserver& operator=(const RequestObserver&) = delete;
+
+    /// Whether a request counts that the code at @caller makes; one that does not is granted.
+    virtual bool counts(const void* caller) = 0;
+    /// A request was refused to the code at @caller. False: no later one is, whatever was wanted.
+    virtual bool refused(const void* caller) = 0;
+};
+
+/// Blocks of the whole process at this moment.
+struct LiveBlocks {
+    long main = 0;   ///< made by the main thread, whoever releases them
+    long others = 0; ///< made by the other threads
+};
+
+LiveBlocks live_blocks();
+
 /// Watches this thread's allocations while it lives.
 class FailingMemory {
   public:
     /// Which requests are refused: the @nth from now (counted from 1), and, with @from_there_on, all after
-    /// it.
-    FailingMemory(long nth, bool from_there_on);
+    /// it. Only what @observer counts is counted, where there is one.
+    FailingMemory(long nth, bool from_there_on, RequestObserver* observer = nullptr);
     ~FailingMemory();
     FailingMemory(const FailingMemory&) = delete;
     FailingMemory& operator=(const FailingMemory&) = delete;

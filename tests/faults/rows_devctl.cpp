@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "tests/faults/row.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+namespace tresk::test {
+
+namespace {
+
+type_record types[] = {{2, 1, 5}, {3, 13, 1}, {1, 1, 2}};
+pvid_record products[] = {{7, 3, 4, "", 2, ""}, {8, 5, 6, "", 1, ""}};
+netcard_record networks[] = {{"home", 1}, {"office", 1}};
+
+/// A copy of @records for the library to free.
+template <class Record, std::size_t N>
+Record* given(const Record (&records)[N], int* count)
+{
+    auto* copy = static_cast<Record*>(std::malloc(sizeof(records)));
+    *count = copy == nullptr ? -1 : static_cast<int>(N); // -1: as a scene library without memory answers
+    if (copy != nullptr) {
+        std::copy(std::begin(records), std::end(records), copy);
+    }
+    return copy;
+}
+
+/// Whether the scene library gave its products when it was last asked: a listing of all lacks them else.
+bool products_given = false;
+
+void hold_policies()
+{
+    framework().device_types = [](int* count) { return given(types, count); };
+    framework().device_pvids = [](int* count) {
+        pvid_record* records = given(products, count);
+        products_given = records != nullptr;
+        return records;
+    };
+    framework().wireless_networks = [](int* count) {
+        *count = 2;
+        return networks;
+    };
+}
+
+Came all_policies()
+{
+    int count = kUnwritten;
+    const Malloced<tresk_device_policy> records(tresk_devctl_read_all_dev_data(&count));
+    const int expected = products_given ? 5 : 3;
+    return verdict(records && count == expected, !records && count == kUnwritten);
+}
+
+constexpr tresk_device_policy policy(std::int32_t dtype, std::uint32_t id)
+{
+    tresk_device_policy made = {};
+    made.dtype = dtype;
+    made.dpid = made.dvid = id;
+    return made;
+}
+
+const tresk_device_policy kBatch[] = {policy(0, 5), policy(2, 0), policy(0, 7), policy(3, 0)};
+
+const tresk_device_record* seen_device()
+{
+    static const tresk_device_record record = [] {
+        tresk_device_record made = {};
+        std::strcpy(made.text_1, "name");
+        std::strcpy(made.time, "2024-01-01 00:00:00");
+        return made;
+    }();
+    return &record;
+}
+
+Came by_scene(int result, std::size_t calls = 1)
+{
+    return by_result_and_scene(result, 0, -1, calls);
+}
+
+bool is_type(const tresk_device_policy& record)
+{
+    return record.dtype == 2;
+}
+
+bool is_product(const tresk_device_policy& record)
+{
+    return record.utype == 8;
+}
+
+Came nothing(void (*function)())
+{
+    function();
+    return Came::complete;
+}
+
+} // namespace
+
+FAULT_ROW(tresk_devctl_add_perm) = {
+    .call = [] { return by_scene(tresk_devctl_add_perm(0, 1, 3, 4, 7, "serial", "name", 1)); },
+};
+FAULT_ROW(tresk_devctl_remove_perm) = {
+    .call = [] { return by_scene(tresk_devctl_remove_perm(0, 1, 3, 4, "serial", 1)); },
+};
+FAULT_ROW(tresk_devctl_update_perm) = {
+    .call = [] { return by_scene(tresk_devctl_update_perm(0, 1, 3, 4, "serial", "name", 1), 3); },
+};
+FAULT_ROW(tresk_devctl_wireless_ctl_add) = {
+    .call = [] { return by_scene(tresk_devctl_wireless_ctl_add("network")); },
+};
+FAULT_ROW(tresk_devctl_wireless_ctl_del) = {
+    .call = [] { return by_scene(tresk_devctl_wireless_ctl_del("network")); },
+};
+FAULT_ROW(tresk_devctl_batch_add_perm) = {
+    .call = [] { return by_scene(tresk_devctl_batch_add_perm(kBatch, std::size(kBatch)), 2); },
+};
+FAULT_ROW(tresk_devctl_sm_add_perm) = {.call = [] { return by_scene(tresk_devctl_sm_add_perm(1, 1, 1)); }};
+FAULT_ROW(tresk_devctl_sm_remove_perm) = {
+    .call = [] { return by_scene(tresk_devctl_sm_remove_perm(1, 1, 1)); },
+};
+FAULT_ROW(tresk_devctl_read_all_dev_data) = {.call = all_policies, .prepare = hold_policies};
+FAULT_ROW(tresk_devctl_read_not_special_data) = {
+    .call = [] { return by_array<int>(tresk_devctl_read_not_special_data, 3, is_type); },
+    .prepare = hold_policies,
+};
+FAULT_ROW(tresk_devctl_read_special_xmldata) = {
+    .call = [] { return by_array<int>(tresk_devctl_read_special_xmldata, 2, is_product); },
+    .prepare = hold_policies,
+};
+FAULT_ROW(tresk_devctl_read_all_ssid_data) = {
+    .call =
+        [] {
+            return by_array<int>(tresk_devctl_read_all_ssid_data, 2, [](const tresk_wireless_name& record) {
+                return std::string_view(record.name) == "office";
+            });
+        },
+    .prepare = hold_policies,
+};
+FAULT_ROW(tresk_devctl_sm_get_no_special) = {
+    .call =
+        [] {
+            return by_array<int>(tresk_devctl_sm_get_no_special, 3,
+                                 [](const tresk_device_policy_short& record) { return record.dtype == 2; });
+        },
+    .prepare = hold_policies,
+};
+FAULT_ROW(tresk_devctl_sm_read_special_xmldata) = {
+    .call =
+        [] {
+            return by_array<int>(tresk_devctl_sm_read_special_xmldata, 2,
+                                 [](const tresk_device_policy_short& record) { return record.utype == 8; });
+        },
+    .prepare = hold_policies,
+};
+FAULT_ROW(device_record_get) = {
+    .call =
+        [] {
+            return by_array<int>(device_record_get, 3,
+                                 [](const tresk_device_record& record) { return record.first == 3; });
+        },
+    .cold_too = true,
+};
+FAULT_ROW(tresk_devctl_xdg_insert_record) = {
+    .call = [] { return by_edit(tresk_devctl_xdg_insert_record(seen_device(), 1), 0); },
+    .methods = {{"tresk_devctl_insert_record"}},
+};
+FAULT_ROW(tresk_devctl_auto_sync_config) = {
+    .call = [] { return by_result(tresk_devctl_auto_sync_config(), 0, 0); },
+};
+FAULT_ROW(tresk_devctl_read_sys_devinfo) = {
+    .call = [] { return verdict(tresk_devctl_read_sys_devinfo() == nullptr, false); },
+};
+FAULT_ROW(tresk_devctl_rebind_usb_device) = {
+    .call = [] { return by_result(tresk_devctl_rebind_usb_device(), 0, 0); },
+};
+FAULT_ROW(tresk_devctl_get_sm) = {.call = [] { return nothing(tresk_devctl_get_sm); }};
+FAULT_ROW(tresk_devctl_sm_clean_all_policies) = {
+    .call = [] { return nothing(tresk_devctl_sm_clean_all_policies); },
+};
+FAULT_ROW(tresk_devctl_load_vex_policies) = {
+    .call = [] { return nothing(tresk_devctl_load_vex_policies); },
+};
+
+} // namespace tresk::test
