@@ -30,7 +30,8 @@ target_include_directories(tresk_options INTERFACE "${PROJECT_SOURCE_DIR}" "${PR
 add_library(tresk_sanitize INTERFACE)
 if(TRESK_SANITIZE)
   target_compile_options(tresk_sanitize INTERFACE
-    -fsanitize=${TRESK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=${TRESK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    $<$<BOOL:$<TARGET_PROPERTY:TRESK_IS_TEST>>:-fno-sanitize=undefined>)
   target_link_options(tresk_sanitize INTERFACE -fsanitize=${TRESK_SANITIZE})
   target_compile_definitions(tresk_sanitize INTERFACE TRESK_SANITIZED)
 endif()

@@ -51,20 +51,24 @@ Came clear()
     return by_result_and_scene(result, 0, -1, listed ? 3 : 0);
 }
 
-/// Three records with a path that no text holds within itself.
+/// Records whose path no text holds within itself.
+template <class Record>
+std::vector<Record> make_records(std::size_t count, [[maybe_unused]] const char* label)
+{
+    std::vector<Record> made(count);
+    for (Record& record : made) {
+        std::strcpy(record.path, path());
+        if constexpr (requires { record.label; }) {
+            std::strcpy(record.label, label);
+        }
+    }
+    return made;
+}
+
 template <class Record>
 const Record* three_records(const char* label)
 {
-    static const std::vector<Record> records = [label] {
-        std::vector<Record> made(3);
-        for (Record& record : made) {
-            std::strcpy(record.path, path());
-            if constexpr (requires { record.label; }) {
-                std::strcpy(record.label, label);
-            }
-        }
-        return made;
-    }();
+    static const std::vector<Record> records = make_records<Record>(3, label);
     return records.data();
 }
 
