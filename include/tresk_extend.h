@@ -2,18 +2,21 @@
 /**
  * tresk_extend.h - client library of the tresk security framework
  *
- * The library changes the framework's policies through its system D-Bus service ("com.meron.tresk") and its
- * scene library, reads the policy files that the service keeps below "/etc/tresk", and tells the kernel
- * module about changes over netlink. It keeps no state of its own, opens nothing when it is loaded and holds
- * nothing open between calls.
+ * The library changes the framework's policies through its system D-Bus service ("com.meron.tresk"), which
+ * authorises the caller and writes the policy files, and through its scene library, which changes the running
+ * framework. It reads the policy files that the service keeps below "/etc/tresk", and tells the kernel module
+ * about changes over netlink. It keeps no state of its own, opens nothing when it is loaded and holds nothing
+ * open between calls.
  *
  * Conventions, where a function does not say otherwise:
  *  - Texts are NUL-terminated. Texts sent to the service must be UTF-8: one that is not, or a null pointer
  *    where a text is wanted, is refused without a call (errno EINVAL, recorded as -1007).
  *  - Results that a function allocates belong to the caller, who releases them with free().
- *  - A function that runs out of memory returns its failure value with errno ENOMEM and writes no output.
+ *  - Records that a caller passes stay the caller's and are read during the call alone.
+ *  - A function that runs out of memory returns its failure value with errno ENOMEM and writes no output; one
+ *    that meets what the library did not expect, its failure value with errno EIO.
  *  - Calls that ask the service block until it answers, without a time limit: it may be asking the user.
- *  - Every function may be called from any thread at any time.
+ *  - Every function may be called from any thread at any time; none from a signal handler.
  *  - Failures are written to the framework's log and, where said, to its error record.
  */
 #ifndef TRESK_EXTEND_H
@@ -35,22 +38,22 @@ struct _GError;
  * Local failures use small negative numbers instead, which each function states.
  */
 enum tresk_status {
-    TRESK_SUCCESS = 0,
-    TRESK_ERROR_AUTHORISATION = -1001,    /* authorisation failed */
-    TRESK_ERROR_CANCELLED = -1002,        /* authorisation cancelled by the user */
-    TRESK_ERROR_DISABLED = -1003,         /* the framework is disabled */
-    TRESK_ERROR_DATABASE = -1004,         /* the service's policy store failed */
-    TRESK_ERROR_LABEL_READ = -1005,       /* a label could not be read */
-    TRESK_ERROR_LABEL_WRITE = -1006,      /* a label could not be written */
-    TRESK_ERROR_INVALID_ARGUMENT = -1007, /* an argument was refused */
-    TRESK_ERROR_LIST = -1008,             /* a list could not be extracted */
-    TRESK_ERROR_FILE_ATTRIBUTE = -1009,   /* a file attribute could not be read or written */
-    TRESK_ERROR_CONFIGURATION = -1010,    /* configuration error */
-    TRESK_ERROR_SERVICE = -1011,          /* unknown service error, no usable bus, unresolvable path */
-    TRESK_ERROR_NETWORK_CONTROL = -1012,  /* network control error */
-    TRESK_ERROR_DEVICE_CONTROL = -1013,   /* device control error */
-    TRESK_ERROR_DEVICE_EXISTS = -1014,    /* the device entry exists already */
-    TRESK_ERROR_DEVICE_UNCHANGED = -1015  /* repeated device update */
+    TRESK_SUCCESS = 0,                    /**< done */
+    TRESK_ERROR_AUTHORISATION = -1001,    /**< authorisation failed */
+    TRESK_ERROR_CANCELLED = -1002,        /**< authorisation cancelled by the user */
+    TRESK_ERROR_DISABLED = -1003,         /**< the framework is disabled */
+    TRESK_ERROR_DATABASE = -1004,         /**< the service's policy store failed */
+    TRESK_ERROR_LABEL_READ = -1005,       /**< a label could not be read */
+    TRESK_ERROR_LABEL_WRITE = -1006,      /**< a label could not be written */
+    TRESK_ERROR_INVALID_ARGUMENT = -1007, /**< an argument was refused */
+    TRESK_ERROR_LIST = -1008,             /**< a list could not be extracted */
+    TRESK_ERROR_FILE_ATTRIBUTE = -1009,   /**< a file attribute could not be read or written */
+    TRESK_ERROR_CONFIGURATION = -1010,    /**< configuration error */
+    TRESK_ERROR_SERVICE = -1011,          /**< unknown service error, no usable bus, unresolvable path */
+    TRESK_ERROR_NETWORK_CONTROL = -1012,  /**< network control error */
+    TRESK_ERROR_DEVICE_CONTROL = -1013,   /**< device control error */
+    TRESK_ERROR_DEVICE_EXISTS = -1014,    /**< the device entry exists already */
+    TRESK_ERROR_DEVICE_UNCHANGED = -1015  /**< repeated device update */
 };
 
 /* ---- Calling the service ------------------------------------------------------------------------------ */
@@ -65,9 +68,10 @@ enum tresk_status {
  * @error_code: written only on failure: -1001 to -1015, or 0 when the service's error is its own "OK";
  *              may be null
  *
- * Opens a fresh proxy on the system bus, calls once without a time limit and keeps nothing. Works with and
- * without a GLib main loop in the process; none is needed. A bus that goes away during the call fails the
- * call and nothing else.
+ * The service checks the caller's authorisation, which may mean to ask the user, does what the method says
+ * and answers. Opens a fresh proxy on the system bus, calls once without a time limit and keeps nothing.
+ * Works with and without a GLib main loop in the process; none is needed. A bus that goes away during the
+ * call fails the call and nothing else.
  *
  * A null or malformed @object_path or @interface_name fails with -1007.
  *
@@ -102,6 +106,11 @@ struct _GVariant *process_dbus_other_method(const char *service_name, const char
 int handling_dbus_error(struct _GError *error);
 
 /* ---- Status, configuration and module switches -------------------------------------------------------- */
+
+/*
+ * The switches are the service's: it authorises the caller, keeps them and sees to it that the framework goes
+ * by them. Nothing is kept here; only the states of modules and the security status can be asked for.
+ */
 
 /**
  * tresk_setstatus - switch the framework as a whole
@@ -261,11 +270,12 @@ int tresk_netflow_perm_check(void);
 /* ---- File labels --------------------------------------------------------------------------------------- */
 
 /*
- * The setters for one path make it absolute, cut a leading "/data" of a path below "/data/home" or "/data/root"
- * where the path without it is the same file, and change the running scene through the framework's scene
- * library, whose code they return: 0 done, -2 present already, -3 not present, other negative numbers its own.
- * They return -2 for a null argument and -1 for another label (both recorded as -1007), and -1 for a path that
- * cannot be made absolute (recorded as -1011). The label itself is not stored; it only says what is to be done.
+ * The setters for one path make it absolute, cut a leading "/data" of a path below "/data/home" or
+ * "/data/root" where the path without it is the same file, and change the running scene through the
+ * framework's scene library, whose code they return: 0 done, -2 present already, -3 not present, other
+ * negative numbers its own. They return -2 for a null argument and -1 for another label (both recorded as
+ * -1007), and -1 for a path that cannot be made absolute (recorded as -1011). The label itself is not stored;
+ * it only says what is to be done.
  */
 
 /**
@@ -356,7 +366,7 @@ int tresk_protect_set_for_dir_sm(const char *path, const char *label);
 /**
  * tresk_identify_set - deny a path to all users, and give it to an administrator's role
  * @path: the path
- * @label: "secadm", "audadm", or "none" to deny it only: tresk_identify_multi_set() alone takes the denial away
+ * @label: "secadm", "audadm", or "none" to deny it only; tresk_identify_multi_set() takes a denial away
  *
  * Returns: the code of the last step; a path that is denied already (-2) does not end the call.
  */
@@ -365,7 +375,7 @@ int tresk_identify_set(const char *path, const char *label);
 /**
  * tresk_exectl_set - put a file on the white list of execution control, or take it off
  * @path: the file
- * @label: "unknown" takes it off; "original", "verified", "mesoft", "parent", "script" and "trusted" put it on
+ * @label: "unknown" takes it off; "original", "verified", "mesoft", "parent", "script", "trusted" put it on
  *
  * Returns: as all setters of one path.
  */
@@ -381,8 +391,8 @@ int tresk_exectl_set(const char *path, const char *label);
 int tresk_check_user_valid(const char *user, const char *credential);
 
 /*
- * The batch setters change the running scene in one call for all paths, which are taken as they are given. They
- * return -2 for null and for a count of 0 or less (recorded as -1007).
+ * The batch setters change the running scene in one call for all paths, which are taken as they are given.
+ * They return -2 for null and for a count of 0 or less (recorded as -1007).
  */
 
 /**
@@ -401,9 +411,9 @@ int tresk_protect_multi_set(const tresk_label_record *records, int count);
  * @records: the paths; each record's label counts for itself
  * @count: number of records; 0 is a bad argument, less gives 0
  *
- * "none" takes the denial and both roles away. "secadm" and "audadm" deny the path to all users and give it to
- * that role; any other label only denies. What is so already counts as done. A record that fails does not end
- * the call.
+ * "none" takes the denial and both roles away. "secadm" and "audadm" deny the path to all users and give it
+ * to that role; any other label only denies. What is so already counts as done. A record that fails does not
+ * end the call.
  *
  * Returns: the number of records that succeeded.
  */
@@ -439,6 +449,10 @@ int tresk_fpro_clear_policy_zdk(void);
 
 /* ---- File hashes --------------------------------------------------------------------------------------- */
 
+/*
+ * The service reads the files, with its own rights, and keeps the hashes that it computed.
+ */
+
 /**
  * tresk_calc_file_hash_value - have the service compute a file's hash
  * @path: the file, as it is given
@@ -459,8 +473,8 @@ char *tresk_get_file_hash_value(const char *path);
  * @count: number of paths; 0 or less is a bad argument
  *
  * Returns: an array of @count texts of at most 64 characters, in the order of @paths; each text and then the
- * array are released with free(). Elements are null where the service answered fewer. Null for null, for a bad
- * count (both recorded as -1007), when the service answered none, and when the call failed.
+ * array are released with free(). Elements are null where the service answered fewer. Null for null, for a
+ * bad count (both recorded as -1007), when the service answered none, and when the call failed.
  */
 char **tresk_calc_multi_file_hash_value(const char *const *paths, int count);
 
@@ -475,8 +489,8 @@ char **tresk_get_multi_file_hash_value(const char *const *paths, int count);
 /* ---- Kernel module protection -------------------------------------------------------------------------- */
 
 /*
- * The list of protected kernel modules is the scene library's. Failures are lines on standard error. The forms
- * with "_sm" and "_zdk" do what the plain one does.
+ * The list of protected kernel modules is the scene library's. Failures are lines on standard error. The
+ * forms with "_sm" and "_zdk" do what the plain one does.
  */
 
 /**
@@ -489,8 +503,8 @@ char *get_kmod_name_from_ko(const char *path);
 /**
  * add_to_kmod_protect - protect the module of a file
  * @path: the module file
- * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then); -1 for
- * null, -2 when the name cannot be read, -3 when the scene library failed.
+ * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then);
+ * -1 for null, -2 when the name cannot be read, -3 when the scene library failed.
  */
 int add_to_kmod_protect(const char *path);
 
@@ -511,8 +525,8 @@ int add_to_kmod_protect_zdk(const char *path);
 /**
  * remove_from_kmod_protect - end the protection of the module of a file
  * @path: the module file
- * Returns: 0 also when it is not protected; -1 for null, -2 when the name cannot be read, -3 when the scene library
- * failed.
+ * Returns: 0 also when it is not protected; -1 for null, -2 when the name cannot be read, -3 when the scene
+ * library failed.
  */
 int remove_from_kmod_protect(const char *path);
 
@@ -533,8 +547,8 @@ int remove_from_kmod_protect_zdk(const char *path);
 /**
  * add_kmod_to_kmod_protect - protect a module
  * @name: the module's name
- * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then); -2 for
- * null, else the scene library's code.
+ * Returns: 0 also when it is protected already, and when the framework is disabled (nothing is changed then);
+ * -2 for null, else the scene library's code.
  */
 int add_kmod_to_kmod_protect(const char *name);
 
@@ -590,6 +604,11 @@ int check_kmod_in_sm(const char *name);
 int tresk_xattr_check_kmod_del_from_kernel(const char *name, uint32_t mode, const char *extra);
 
 /* ---- Kernel notifications ----------------------------------------------------------------------------- */
+
+/*
+ * One message to the framework's kernel module and its answer, over a netlink socket that is opened for it.
+ * They tell the running kernel of an entry that a policy has got or lost, and change no policy.
+ */
 
 /**
  * get_tid - the calling thread's kernel thread id
@@ -790,7 +809,8 @@ typedef struct netctl_ext_node_info {
  * user_distinguish - whether network control is kept per user: 0 no, else yes
  *
  * The library's copy of the policy's setting, 0 when it is loaded. tresk_netctl_get_user_distinguish() alone
- * sets it; every network control reader and the path hash go by it as it stands.
+ * sets it; every network control reader and the path hash go by it as it stands, read once a call. A program
+ * may write it while other threads call: each call goes by the old value or by the new one.
  */
 extern int32_t user_distinguish;
 
@@ -1549,9 +1569,9 @@ int tresk_pblk_remove(char *path);
 /* ---- Device control ------------------------------------------------------------------------------------ */
 
 /*
- * The policies are the scene library's. There are two kinds: for a type of device (1 to 43, no product and vendor
- * id), and for a product and vendor id (type 0, both ids). Types 1, 17, 18 and 32 to 41 have no policy. USB types
- * are 0 to 21. Failures are logged and returned as -1.
+ * The policies are the scene library's. There are two kinds: for a type of device (1 to 43, no product and
+ * vendor id), and for a product and vendor id (type 0, both ids). Types 1, 17, 18 and 32 to 41 have no
+ * policy. USB types are 0 to 21. Failures are logged and returned as -1.
  */
 
 /**
@@ -1695,9 +1715,9 @@ int tresk_devctl_wireless_ctl_del(const char *ssid);
  * @policies: the policies
  * @count: their number; null and less than 1 give -1
  *
- * Policies by product and vendor id are only added when the first element is one, and every element that is no
- * policy by type counts as one then. Of their serial numbers only the first byte is stored. A type without a
- * policy is passed on as a record of zeros. What was added stays when the second step fails.
+ * Policies by product and vendor id are only added when the first element is one, and every element that is
+ * no policy by type counts as one then. Of their serial numbers only the first byte is stored. A type without
+ * a policy is passed on as a record of zeros. What was added stays when the second step fails.
  *
  * Returns: 0 or -1.
  */
@@ -1825,6 +1845,11 @@ void tresk_devctl_load_vex_policies(void);
 
 /* ---- Package black and white lists -------------------------------------------------------------------- */
 
+/*
+ * The service keeps the lists in "/etc/tresk/bwlist/bwlist.xml". An entry is a package of a data source,
+ * which is a number, its type, and a name.
+ */
+
 /**
  * tresk_bwlist_add_zdk - put a package on a list
  * @list: the list, such as "white" or "black"
@@ -1846,26 +1871,26 @@ int tresk_bwlist_add_zdk(const char *list, const char *rpm_name, int type, const
 int tresk_bwlist_del_zdk(const char *list, const char *rpm_name, int type, const char *name);
 
 /**
- * tresk_bwlist_get_root_distinguish_zdk - the lists' root switch
- * @type: sent as it is
- * @name: sent as it is, "" for null
+ * tresk_bwlist_get_root_distinguish_zdk - ask the service for the lists' root switch of a data source
+ * @type: type of the data source
+ * @name: name of the data source, "" for null
  * Returns: the service's answer, or -1001 to -1015 when the call failed.
  */
 int tresk_bwlist_get_root_distinguish_zdk(int type, const char *name);
 
 /**
- * tresk_bwlist_set_root_distinguish_zdk - change the lists' root switch
- * @value: sent as it is
- * @type: sent as it is
- * @name: sent as it is
+ * tresk_bwlist_set_root_distinguish_zdk - change the lists' root switch of a data source
+ * @value: the switch, sent as it is
+ * @type: type of the data source
+ * @name: name of the data source
  * Returns: the service's answer, or -1001 to -1015 when the call failed.
  */
 int tresk_bwlist_set_root_distinguish_zdk(int value, int type, const char *name);
 
 /**
- * tresk_bwlist_clear_policy_zdk - clear the lists
- * @type: sent as it is
- * @name: sent as it is
+ * tresk_bwlist_clear_policy_zdk - clear the lists of a data source's entries
+ * @type: type of the data source
+ * @name: name of the data source
  * Returns: the service's answer, or -1001 to -1015 when the call failed.
  */
 int tresk_bwlist_clear_policy_zdk(int type, const char *name);

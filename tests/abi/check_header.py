@@ -22,7 +22,7 @@ def complaints(header):
     for function in found:
         yield from complaints_about(function["name"], function["comment"] or "",
                                     parameter_names(function["parameters"]),
-                                    function["declaration"].startswith("void "))
+                                    re.match(r"void (?!\*)", function["declaration"]) is not None)
 
 
 def complaints_about(name, comment, parameters, returns_nothing):
