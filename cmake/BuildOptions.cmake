@@ -8,10 +8,17 @@ set(CMAKE_C_STANDARD_REQUIRED ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# Without a word on it, what is built is what would be packaged.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Debug, Release, RelWithDebInfo, ..." FORCE)
+endif()
+
 # (clang links a sanitizer's runtime into programs alone, so its names stay open in shared libraries.)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" OR (CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT TRESK_SANITIZE))
   add_link_options(-Wl,-z,defs)
 endif()
+
+include(Hardening)
 
 # The same flag for all: some dependencies bring it, and precompiled headers want all alike.
 find_package(Threads REQUIRED)

@@ -2,7 +2,10 @@
 """The checks find what they are there for."""
 import unittest
 
+import check_hardening
 import check_header
+import check_layout
+import check_reference
 import check_soname
 import check_symbols
 
@@ -15,6 +18,81 @@ GOOD_FUNCTION = """
  */
 int add(int a, const char *const *b);
 """
+
+
+HARDENED_PROGRAM = """
+  Type:                              DYN (Position-Independent Executable file)
+  Machine:                           Advanced Micro Devices X86-64
+  [14] .text             PROGBITS        0000000000001000 000000 000010 00  AX  0   0 16
+  INTERP         0x000318 0x0000000000000318 0x0000000000000318 0x00001c 0x00001c R   0x1
+  LOAD           0x000000 0x0000000000000000 0x0000000000000000 0x000628 0x000628 R E 0x1000
+  GNU_STACK      0x000000 0x0000000000000000 0x0000000000000000 0x000000 0x000000 RW  0x10
+  GNU_RELRO      0x002dd0 0x0000000000003dd0 0x0000000000003dd0 0x000230 0x000230 R   0x1
+ 0x000000000000001e (FLAGS)              BIND_NOW
+ 0x000000006ffffffb (FLAGS_1)            Flags: NOW PIE
+     1: 0000000000000000     0 FUNC    GLOBAL DEFAULT  UND __stack_chk_fail@GLIBC_2.4 (2)
+     2: 0000000000000000     0 FUNC    GLOBAL DEFAULT  UND __memcpy_chk@GLIBC_2.3.4 (3)
+     3: 0000000000001004    20 FUNC    GLOBAL DEFAULT   14 exported
+"""
+HARDENED_CODE = b"\x90" * 4 + bytes.fromhex("f30f1efa") + b"\x90" * 8
+
+
+class Hardening(unittest.TestCase):
+    def complaints(self, find="", replace="", code=HARDENED_CODE, name="bin/treskctl"):
+        self.assertIn(find, HARDENED_PROGRAM)
+        return list(check_hardening.complaints(name, HARDENED_PROGRAM.replace(find, replace), code, True))
+
+    def test_all_of_it(self):
+        self.assertEqual(self.complaints(), [])
+
+    def test_another_linkers_way_to_write_an_alignment(self):
+        self.assertEqual(self.complaints("RW  0x10", "RW  0"), [])
+
+    def test_each_part_that_is_missing(self):
+        for find, replace, complaint in (
+                ("DYN (", "EXEC (", "position dependent"),
+                ("NOW PIE", "NOW", "a program that is not marked as position independent (PIE)"),
+                ("GNU_RELRO", "NOTE", "no read-only relocations (GNU_RELRO)"),
+                ("RW  0x10", "RWE 0x10", "the stack is RWE, should be RW"),
+                ("R E 0x1000", "RWE 0x1000", "code that can be written"),
+                ("__stack_chk_fail", "f", "no stack protector"),
+                ("__memcpy_chk", "memcpy", "none of the C library's checked calls (_FORTIFY_SOURCE)")):
+            with self.subTest(complaint):
+                self.assertEqual(self.complaints(find, replace), [complaint])
+
+    def test_late_binding(self):
+        late = HARDENED_PROGRAM.replace("BIND_NOW", "").replace("NOW PIE", "PIE")
+        self.assertEqual(list(check_hardening.complaints("treskctl", late, HARDENED_CODE, True)),
+                         ["symbols are bound when they are used, not before (NOW)"])
+
+    def test_code_without_control_flow_protection(self):
+        self.assertEqual(self.complaints(code=b"\x90" * 16),
+                         ["no control-flow protection (endbr64)", "exported: does not start with endbr64"])
+        moved = HARDENED_CODE[4:] + b"\x90" * 4
+        self.assertEqual(self.complaints(code=moved), ["exported: does not start with endbr64"])
+
+
+class Layout(unittest.TestCase):
+    HEADER = "typedef struct a {\n    char text[4]; /* a text; of 4 */\n    int32_t n;\n} a;\n"
+
+    def test_complete(self):
+        layout = "ASSERT_SIZE(a, 8);\nASSERT_FIELD(a, text, 0, 4);\nASSERT_FIELD(a, n, 4, 4);\n"
+        self.assertEqual(list(check_layout.complaints(self.HEADER, layout)), [])
+
+    def test_gaps(self):
+        self.assertEqual(list(check_layout.complaints(self.HEADER, "ASSERT_FIELD(a, n, 4, 4);\n")),
+                         ["a: no assertion about its size", "a.text: no assertion about its place"])
+
+    def test_header_without_records(self):
+        self.assertEqual(list(check_layout.complaints("int f(void);", "")), ["the header has no records"])
+
+
+class Reference(unittest.TestCase):
+    def test_symbols_that_are_described(self):
+        self.assertEqual(check_reference.described(
+            "<elf-symbol name='c' type='func-type'/>\n"
+            "<function-decl name='f' mangled-name='f' visibility='default' elf-symbol-id='a'>\n"
+            "<var-decl name='b' type-id='1' elf-symbol-id='b'/>\n"), {"a", "b"})
 
 
 class Symbols(unittest.TestCase):

@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: LGPL-2.1-or-later
+#
+# usage: packages_in_root.sh CHECKOUT deb|rpm
+#
+# What ./dev deb or ./dev rpm built, in a root that has a compiler and nothing of this tree: Debian's packages are
+# installed, tested and removed by apt; the rpms' content is unpacked beside the libraries that Debian has. The caller
+# gives it a mount namespace of its own.
+set -euo pipefail
+
+readonly checkout=$1
+readonly kind=$2
+readonly release=bookworm
+readonly root="$checkout/build/fresh/packages-root"
+# shellcheck source=tools/bare_root.sh
+. "$checkout/tools/bare_root.sh"
+readonly with_compiler="$roots/compiler.tar"
+# A user's compiler and build tools; with an rpm's content, which apt cannot ask, what its files need.
+readonly tools=(cmake g++ make pkg-config)
+readonly needed_by_rpm=(cpio dbus-daemon libglib2.0-0 libkmod2 libpam0g libsafec3 libsqlite3-0 libssl3 libxml2 libyaml-cpp0.7 rpm2cpio)
+
+make_compiler_root() {
+  if [ -f "$with_compiler" ]; then
+    return
+  fi
+  make_base
+  unpack
+  in_root apt-get update -qq
+  in_root apt-get install -y -qq --no-install-recommends "${tools[@]}" >/dev/null
+  keep_root "$with_compiler"
+}
+
+# What is asked of the installed files, however they came. (Arguments: those of check.sh after the folder.)
+check_installed() {
+  in_root /consumers/tests/consumers/check.sh /tmp/consumers "$@"
+  in_root env ${3:+LD_LIBRARY_PATH="$2/$3"} tresk-sandbox -- sh -ec '
+    treskctl --version
+    treskctl ppro add /usr/bin/env --type 1
+    treskctl ppro list | grep -F /usr/bin/env'
+}
+
+# The folder of the tests alone: nothing of the tree is there but them.
+copy_tests() {
+  mkdir -p "$root/consumers/tests"
+  cp -r "$checkout/tests/consumers" "$root/consumers/tests/"
+  mkdir -p "$root/consumers/tests/abi"
+  cp "$checkout/tests/abi/exported_symbols.txt" "$root/consumers/tests/abi/"
+}
+
+files_of_system() {
+  in_root find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /tmp -o -path /var \) -prune -o -print | sort
+}
+
+test_deb() {
+  mkdir "$root/packages"
+  cp "$checkout"/build/deb/*.deb "$root/packages/"
+  rm -f "$root"/packages/*-dbgsym_*
+  copy_tests
+  in_root apt-get update -qq
+  # What the packages need comes first, so that removing them has to leave what was there.
+  in_root sh -ec 'apt-get install -y -qq --no-install-recommends /packages/*.deb >/dev/null
+    dpkg --purge $(ls /packages/*.deb | sed "s|.*/||; s|_.*||") >/dev/null'
+  files_of_system >"$root/tmp/before"
+  in_root sh -ec 'dpkg --install /packages/*.deb >/dev/null'
+  check_installed "$1"
+  if [ -n "$(ls "$root"/packages/python3-tresk-extend_* 2>/dev/null)" ]; then
+    in_root tresk-sandbox -- python3 -c 'import tresk_extend; print(tresk_extend.__file__)'
+  fi
+  in_root sh -ec 'dpkg --purge $(ls /packages/*.deb | sed "s|.*/||; s|_.*||") >/dev/null; dpkg --audit'
+  files_of_system >"$root/tmp/after"
+  diff "$root/tmp/before" "$root/tmp/after"
+  echo "installed, tested and removed: nothing is left"
+}
+
+test_rpm() {
+  copy_tests
+  mkdir "$root/packages"
+  cp "$checkout"/build/rpm/*.rpm "$root/packages/"
+  rm -f "$root"/packages/*-debug*
+  in_root apt-get update -qq
+  in_root apt-get install -y -qq --no-install-recommends "${needed_by_rpm[@]}" >/dev/null
+  in_root sh -ec 'for package in /packages/*.rpm; do rpm2cpio "$package" | (cd / && cpio --quiet -idm); done'
+  check_installed "$1" /usr lib64
+  echo "the rpms' content: unpacked and tested"
+}
+
+version=$(sed -n 's/^project(tresk_extend VERSION \([0-9.]*\).*/\1/p' "$checkout/CMakeLists.txt")
+make_compiler_root
+unpack "$with_compiler"
+mount_system
+"test_$kind" "$version"
