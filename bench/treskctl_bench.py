@@ -6,6 +6,8 @@
 Runs in a sandbox. EMPTY_PROGRAM does nothing and is linked to the libraries that TRESKCTL is linked to. What is
 compared runs in turn, A B A B, and is compared pair by pair: what else the machine does meets both alike.
 
+With --rows, what was measured is printed as JSON lines (see run.py) and the tables for people go to standard error.
+
 Start: "treskctl --version", and "treskctl ppro list" of ten entries, against the empty program.
 
 Apply: a document of 2 N entries against one of N, each on an empty machine. Each entry is one call of the service.
@@ -14,9 +16,13 @@ entries and hides treskctl's. So it is told to answer at once, and the policy is
 was made, which is after treskctl looked for what there is and before it looks for what came of it. --written measures
 with the stand-in's writing.
 
+List: the peak memory of a listing of 100,000 entries beyond that of a listing of ten, for each entry, and its own time
+beside that of 10,000.
+
 The own time of a process is the processor's, its user's and the system's part, without what it waits for.
 """
 import argparse
+import contextlib
 import dataclasses
 import json
 import os
@@ -39,6 +45,9 @@ LISTED_ENTRIES = 10
 
 START_RUNS = {False: 101, True: 15}
 APPLY_RUNS = {False: 3, True: 1}
+LIST_RUNS = {False: 9, True: 3}
+LISTED_MANY = (10_000, 100_000)
+TEN_TIMES_THE_ENTRIES = 11.0
 WARMING_UP = 3
 
 
@@ -46,6 +55,7 @@ WARMING_UP = 3
 class Cost:
     wall: float
     own: float
+    peak_bytes: float = 0
 
 
 def run(words, meanwhile=lambda: None):
@@ -62,7 +72,7 @@ def run(words, meanwhile=lambda: None):
             error.seek(0)
             raise RuntimeError(f"{' '.join(words)}: exit status {os.waitstatus_to_exitcode(status)}: "
                                f"{error.read(1000).decode(errors='replace')}")
-        return Cost(wall, usage.ru_utime + usage.ru_stime)
+        return Cost(wall, usage.ru_utime + usage.ru_stime, 1024 * usage.ru_maxrss)
 
 
 def medians(costs):
@@ -70,10 +80,11 @@ def medians(costs):
 
 
 class Report:
-    """Rows for people; knows whether a bound was exceeded."""
+    """Rows for people, and what they tell for run.py; knows whether a bound was exceeded."""
 
     def __init__(self):
         self.exceeded = False
+        self.lines = []
 
     def head(self, *cells):
         print()
@@ -83,7 +94,10 @@ class Report:
     def row(first, *cells):
         print(f"{first:<34}" + "".join(f"{cell:>16}" for cell in cells), flush=True)
 
-    def judged(self, value, bound):
+    def judged(self, name, unit, value, bound):
+        self.lines.append({"name": name, "unit": unit, "bound": bound, "ratio": value})
+        if bound is None:
+            return "-"
         self.exceeded = self.exceeded or value > bound
         return "EXCEEDED" if value > bound else "kept"
 
@@ -150,16 +164,20 @@ def measure_start(report, machine, options):
     report_start(report, costs)
 
 
+def in_milliseconds(cost):
+    return (f"{1000 * value:.2f}" for value in (cost.wall, cost.own))
+
+
 def report_start(report, costs):
     report.head("start", "runs", "median ms", "own ms", "more ms", "half of them", "at most", "")
     (name, empty), *others = costs.items()
-    report.row(name, len(empty), *(f"{1000 * value:.2f}" for value in dataclasses.astuple(medians(empty))))
+    report.row(name, len(empty), *in_milliseconds(medians(empty)))
     for name, runs in others:
         more = [1000 * (one.wall - base.wall) for one, base in zip(runs, empty)]
         low, median, high = statistics.quantiles(more, n=4)
-        report.row(name, len(runs), *(f"{1000 * value:.2f}" for value in dataclasses.astuple(medians(runs))),
+        report.row(name, len(runs), *in_milliseconds(medians(runs)),
                    f"{median:.2f}", f"{low:.2f} to {high:.2f}", f"{MORE_THAN_EMPTY_MS:.2f}",
-                   report.judged(median, MORE_THAN_EMPTY_MS))
+                   report.judged(name, "ms more than empty", median, MORE_THAN_EMPTY_MS))
 
 
 # --- apply ---
@@ -213,7 +231,9 @@ def answered_policy(count):
 
 
 @dataclasses.dataclass
-class Applied(Cost):
+class Applied:
+    wall: float
+    own: float
     service: float
     bus: float
 
@@ -287,7 +307,39 @@ def report_apply(report, kind, costs, written):
     wall, own, *others = (statistics.median(column) for column in zip(*ratios))
     report.row("times", len(ratios), *(f"{value:.2f}" for value in (wall, own)),
                *(f"{value:.2f}" if value < 100 else "-" for value in others), f"{TWICE_THE_ENTRIES:.2f}",
-               report.judged(max(wall, own), TWICE_THE_ENTRIES))
+               report.judged(f"treskctl apply {kind}, {' to '.join(map(str, costs))} entries", "times",
+                             max(wall, own), TWICE_THE_ENTRIES))
+
+
+# --- list ---
+
+def measure_list(report, machine, options):
+    costs = {}
+    for count in (LISTED_ENTRIES, *LISTED_MANY):
+        machine.empty()
+        place = POLICY_FOLDER / "bwlist/bwlist.xml"
+        place.parent.mkdir(exist_ok=True)
+        place.write_text(answered_policy(count))
+        words = [options.treskctl, ANSWERED_KIND, "list"]
+        lines = subprocess.run(words, capture_output=True, timeout=PATIENCE_SECONDS, check=True).stdout.count(b"\n")
+        if lines < count:
+            raise RuntimeError(f"{count} entries are listed in {lines} lines")
+        costs[count] = [run(words) for _ in range(LIST_RUNS[options.quick])]
+    report_list(report, costs)
+
+
+def report_list(report, costs):
+    report.head(f"{ANSWERED_KIND} list", "runs", "median s", "own s", "peak MiB")
+    middles = {count: (medians(runs), statistics.median(one.peak_bytes for one in runs))
+               for count, runs in costs.items()}
+    for count, (cost, peak) in middles.items():
+        report.row(f"{count} entries", len(costs[count]), f"{cost.wall:.3f}", f"{cost.own:.3f}",
+                   f"{peak / 1048576:.1f}")
+    few, many = (middles[count] for count in LISTED_MANY)
+    report.row("times", "", report.judged(f"treskctl list, {' to '.join(map(str, LISTED_MANY))} entries: own time",
+                                          "times", many[0].own / few[0].own, TEN_TIMES_THE_ENTRIES))
+    report.row("memory", "", report.judged(f"treskctl list, {LISTED_MANY[1]} entries: memory", "bytes an entry",
+                                           (many[1] - middles[LISTED_ENTRIES][1]) / LISTED_MANY[1], None))
 
 
 def options_of(arguments):
@@ -296,7 +348,8 @@ def options_of(arguments):
     parser.add_argument("treskctl", metavar="TRESKCTL")
     parser.add_argument("empty_program", metavar="EMPTY_PROGRAM")
     parser.add_argument("--quick", action="store_true", help="fewer runs")
-    parser.add_argument("--only", choices=("start", "apply"), help="one of the two measurements")
+    parser.add_argument("--only", choices=("start", "list", "apply"), help="one of the measurements")
+    parser.add_argument("--rows", action="store_true", help="print JSON lines; a bound that is exceeded is no failure")
     parser.add_argument("--entries", type=int, default=10000, metavar="N", help="apply N and 2 N (10000 if not said)")
     parser.add_argument("--written", action="store_true", help="the stand-in's service writes its policy")
     parser.add_argument("--kinds", type=lambda text: text.split(","), default=[ANSWERED_KIND], metavar="KIND,...",
@@ -309,16 +362,23 @@ def options_of(arguments):
     return options
 
 
+def measure(report, machine, options):
+    for name, one in (("start", measure_start), ("list", measure_list), ("apply", measure_apply)):
+        if options.only in (None, name):
+            one(report, machine, options)
+    machine.empty()
+
+
 def main():
     options = options_of(sys.argv[1:])
-    machine = Machine()
     report = Report()
-    if options.only != "apply":
-        measure_start(report, machine, options)
-    if options.only != "start":
-        measure_apply(report, machine, options)
-    machine.empty()
-    return 1 if report.exceeded else 0
+    with contextlib.redirect_stdout(sys.stderr if options.rows else sys.stdout):
+        measure(report, Machine(), options)
+    if not options.rows:
+        return 1 if report.exceeded else 0
+    for line in report.lines:
+        print(json.dumps(line))
+    return 0
 
 
 if __name__ == "__main__":

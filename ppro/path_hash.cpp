@@ -9,8 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string_view>
 
 namespace tresk {
@@ -21,15 +21,11 @@ using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
 
 constexpr std::size_t kHashDigits = 2 * std::tuple_size_v<Digest>;
 
-std::optional<Digest> digest_of(std::string_view text)
+bool take_digest(std::string_view text, Digest& digest)
 {
     SHA256_CTX context;
-    Digest digest;
-    if (SHA256_Init(&context) != 1 || SHA256_Update(&context, text.data(), text.size()) != 1 ||
-        SHA256_Final(digest.data(), &context) != 1) {
-        return std::nullopt;
-    }
-    return digest;
+    return SHA256_Init(&context) == 1 && SHA256_Update(&context, text.data(), text.size()) == 1 &&
+           SHA256_Final(digest.data(), &context) == 1;
 }
 
 } // namespace
@@ -39,17 +35,18 @@ Malloced<char> path_hash(Source source, const char* function, const char* path)
     if (path == nullptr) {
         return nullptr;
     }
-    Malloced<char> hash(static_cast<char*>(std::calloc(kHashDigits + 1, 1)));
+    Malloced<char> hash(static_cast<char*>(std::malloc(kHashDigits + 1)));
     if (!hash) {
         log_error(source, "malloc", "%s: failed to malloc XML hash!\n", function);
         errno = ENOMEM;
         return nullptr;
     }
-    const std::optional<Digest> digest = digest_of({path, strnlen(path, kPathKept)});
-    if (!digest) {
+    Digest digest;
+    if (!take_digest({path, strnlen(path, kPathKept)}, digest)) {
         return nullptr;
     }
-    write_hex(*digest, hash.get());
+    write_hex(digest, hash.get());
+    hash.get()[kHashDigits] = '\0';
     return hash;
 }
 

@@ -2,6 +2,7 @@
 """The checks find what they are there for."""
 import unittest
 
+import check_constructors
 import check_hardening
 import check_header
 import check_layout
@@ -123,6 +124,31 @@ class Symbols(unittest.TestCase):
     def test_version_name_in_the_map(self):
         with self.assertRaises(ValueError):
             check_symbols.named_in_map("V_1 { global: a; local: *; };")
+
+
+class Constructors(unittest.TestCase):
+    SECTIONS = "  [18] .init_array       INIT_ARRAY      0000000000031030 031030 {:06x} 08  WA  0   0  8\n"
+    RELOCATIONS = ("0000000000031030  0000000000000008 R_X86_64_RELATIVE                         cd50\n"
+                   "0000000000031038  0000000000000008 R_X86_64_RELATIVE                         cd10\n")
+    SYMBOLS = "000000000000cd50 t frame_dummy\n000000000000cd10 t _GLOBAL__sub_I_a\n"
+
+    def found(self, size, symbols=SYMBOLS, relocations=RELOCATIONS):
+        return list(check_constructors.constructors(self.SECTIONS.format(size), relocations, symbols))
+
+    def test_the_compilers_own_is_none(self):
+        self.assertEqual(self.found(8), [])
+
+    def test_no_constructors_at_all(self):
+        self.assertEqual(list(check_constructors.constructors("", self.RELOCATIONS, self.SYMBOLS)), [])
+
+    def test_another_one(self):
+        self.assertEqual(self.found(16), ["a constructor at 0xcd10: _GLOBAL__sub_I_a"])
+
+    def test_one_without_a_name(self):
+        self.assertEqual(self.found(8, symbols=""), ["a constructor at 0xcd50: without a name"])
+
+    def test_one_whose_address_is_not_found(self):
+        self.assertEqual(self.found(8, relocations=""), ["1 constructors, of which 0 have an address"])
 
 
 class Soname(unittest.TestCase):
