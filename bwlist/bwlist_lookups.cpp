@@ -40,21 +40,18 @@ using Match = std::function<bool(const PolicyNode&)>;
 /// Whether a package entry of @list matches.
 bool finds(std::string_view list, const Match& matches)
 {
-    const PolicyDocument document(kFormat, kPolicyFile, nullptr);
     bool found = false;
-    if (!document) {
-        return found;
-    }
-    document.for_each_grouped_node(
-        [list](const PolicyNode& group) {
-            return group.is_element("tresk_bwlist") && group.attribute("bw_value") == list ? Group::enter
-                                                                                           : Group::pass;
-        },
-        [&](const PolicyNode& node) {
-            found = node.is_element("tresk_node") && matches(node);
-            return found ? Walk::stop : Walk::on;
-        });
-    return found;
+    const auto enter = [list](const PolicyNode& group) {
+        return group.is_element("tresk_bwlist") && group.attribute("bw_value") == list ? Group::enter
+                                                                                       : Group::pass;
+    };
+    const bool read = read_policy(kFormat, kPolicyFile, nullptr,
+                                  {[&](const PolicyNode& /*root*/) { found = false; }, enter,
+                                   [&](const PolicyNode& node) {
+                                       found = node.is_element("tresk_node") && matches(node);
+                                       return found ? Walk::stop : Walk::on;
+                                   }});
+    return read && found;
 }
 
 bool finds_of_any_source(std::string_view list, std::string_view package)

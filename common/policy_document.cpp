@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "common/policy_document.h"
 
+#include "common/policy_events.h"
+#include "common/policy_parser.h"
 #include "common/policy_tree.h"
 
-#include <libxml/parser.h>
 #include <libxml/xmlerror.h>
+#include <sys/stat.h>
 
-#include <cerrno>
-#include <cstring>
-#include <new>
+#include <string_view>
 
 namespace tresk {
 
@@ -23,148 +23,53 @@ bool nothing_to_parse()
                                 error->domain == XML_FROM_IO);
 }
 
-/// Before every first use: the parser's library makes its shared state at its first call, and two threads
-/// whose first calls meet would each make one.
-void start_parser()
+/// Whether the file is there to be read a second time: a pipe's content is not, and libxml2 takes "-" for the
+/// standard input.
+bool can_be_read_twice(const char* file)
 {
-    static const bool started = (xmlInitParser(), true);
-    static_cast<void>(started);
+    struct stat status = {};
+    return std::string_view(file) != "-" && ::stat(file, &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_size != 0;
 }
 
-using XmlParser = Handle<xmlParserCtxt, ::xmlFreeParserCtxt>;
-
-/// Recovery also "recovers" a document for whose rest there was no memory, and such a document hides entries.
-/// The parser does not always say so (a name that found no memory is a missing name to it); errno does.
-bool ran_out_of_memory(const xmlParserCtxt* parser)
+/// Without a reset before.
+Walked walk_usual(const char* file, const char* root, const PolicyWalk& reader)
 {
-    const xmlError* last = xmlGetLastError();
-    return errno == ENOMEM || parser->errNo == XML_ERR_NO_MEMORY ||
-           (last != nullptr && last->code == XML_ERR_NO_MEMORY);
+    return can_be_read_twice(file) ? walk_events(file, root, reader) : Walked::unusual;
 }
 
-XmlDocument recover(const char* file)
-{
-    const XmlParser parser(xmlNewParserCtxt());
-    if (!parser) {
-        throw std::bad_alloc();
-    }
-    errno = 0;
-    XmlDocument document(xmlCtxtReadFile(parser.get(), file, "UTF-8", XML_PARSE_RECOVER));
-    if (ran_out_of_memory(parser.get())) {
-        throw std::bad_alloc();
-    }
-    return document;
-}
-
-XmlDocument parse(const PolicyFormat& format, const char* file)
+Walked walk(const char* file, const char* root, const PolicyWalk& reader)
 {
     start_parser();
     xmlResetLastError();
-    XmlDocument document = recover(file);
-    if (!document && format.create_default != nullptr && nothing_to_parse()) {
-        format.create_default(file);
-    }
-    return document;
-}
-
-XmlDocument open_policy(const PolicyFormat& format, const char* file, const char* function,
-                        const char* expected)
-{
-    XmlDocument document = parse(format, file);
-    const xmlNode* root = document ? xmlDocGetRootElement(document.get()) : nullptr;
-    if (root == nullptr) {
-        return nullptr;
-    }
-    if (std::strcmp(from_xml(root->name), format.root) != 0) {
-        if (format.wrong_root != nullptr) {
-            log_error(format.source, function, format.wrong_root, function,
-                      expected == nullptr ? format.root : expected);
-        }
-        return nullptr;
-    }
-    return document;
-}
-
-Walk visit_children(PolicyTreeReader& reader, const xmlNode* parent,
-                    const std::function<Walk(const PolicyNode&)>& visit)
-{
-    for (xmlNode* node = parent->children; node != nullptr; node = node->next) {
-        if (visit(reader.read(node)) == Walk::stop) {
-            return Walk::stop;
-        }
-    }
-    return Walk::on;
+    const Walked walked = walk_usual(file, root, reader);
+    return walked == Walked::unusual ? walk_tree(file, root, reader) : walked;
 }
 
 } // namespace
 
-class PolicyDocument::Tree {
-  public:
-    explicit Tree(XmlDocument document) : document_(std::move(document)) {}
-
-    [[nodiscard]] xmlDoc* get() const noexcept { return document_.get(); }
-
-  private:
-    XmlDocument document_;
-};
-
-PolicyDocument::PolicyDocument(const PolicyFormat& format, const char* file, const char* function,
-                               const char* expected)
-{
-    if (XmlDocument document = open_policy(format, file, function, expected)) {
-        tree_ = std::make_unique<Tree>(std::move(document));
-    }
-}
-
-PolicyDocument::~PolicyDocument() = default;
-
-PolicyDocument::operator bool() const noexcept
-{
-    return tree_ != nullptr;
-}
-
-bool xml_error_is_left()
-{
-    start_parser();
-    const xmlError* error = xmlGetLastError();
-    return error != nullptr && error->code != XML_ERR_OK;
-}
-
 bool reads_without_error(const char* file)
 {
-    start_parser();
-    const XmlDocument document = recover(file);
+    // An old error counts, and has to be the last one still where the file gives none.
+    const PolicyWalk nobody{[](const PolicyNode&) {}, nullptr, [](const PolicyNode&) { return Walk::stop; }};
+    if (xml_error_is_left() || walk_usual(file, "", nobody) == Walked::unusual) {
+        recover(new_parser().get(), file);
+    }
     return !xml_error_is_left();
 }
 
-void PolicyDocument::for_each_node(const std::function<Walk(const PolicyNode&)>& visit) const
+bool read_policy(const PolicyFormat& format, const char* file, const char* function, const PolicyWalk& reader,
+                 const char* expected)
 {
-    PolicyTreeReader reader(tree_->get());
-    visit_children(reader, xmlDocGetRootElement(tree_->get()), visit);
-}
-
-void PolicyDocument::for_each_grouped_node(const std::function<Group(const PolicyNode&)>& head,
-                                           const std::function<Walk(const PolicyNode&)>& visit) const
-{
-    PolicyTreeReader reader(tree_->get());
-    for (xmlNode* group = xmlFirstElementChild(xmlDocGetRootElement(tree_->get())); group != nullptr;
-         group = xmlNextElementSibling(group)) {
-        const Group answer = head(reader.read_head(group));
-        if (answer == Group::stop) {
-            return;
-        }
-        if (answer == Group::enter && visit_children(reader, group, visit) == Walk::stop) {
-            return;
-        }
+    const Walked walked = walk(file, format.root, reader);
+    if (walked == Walked::no_document && format.create_default != nullptr && nothing_to_parse()) {
+        format.create_default(file);
     }
-}
-
-std::optional<std::string> PolicyDocument::first_root_attribute(std::string_view name) const
-{
-    PolicyTreeReader reader(tree_->get());
-    const PolicyNode& root = reader.read_head(xmlDocGetRootElement(tree_->get()));
-    const NodeText value = root.first_attribute(name);
-    return value ? std::optional<std::string>(*value) : std::nullopt;
+    if (walked == Walked::wrong_root && format.wrong_root != nullptr) {
+        log_error(format.source, function, format.wrong_root, function,
+                  expected == nullptr ? format.root : expected);
+    }
+    return walked == Walked::done;
 }
 
 } // namespace tresk

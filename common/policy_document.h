@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// The one way to open a policy file and to walk its nodes. Families say what their file looks like in a
-// PolicyFormat and write their rules over the plain values of PolicyNode; libxml2 stays behind this door.
+// The one way to read a policy file. Families say what their file looks like in a PolicyFormat and write
+// their rules over the plain values of PolicyNode; libxml2 stays behind this door.
 #ifndef TRESK_COMMON_POLICY_DOCUMENT_H
 #define TRESK_COMMON_POLICY_DOCUMENT_H
 
-#include "common/policy_node.h"
+#include "common/policy_walk.h"
 #include "common/report.h"
-
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
 
 namespace tresk {
 
@@ -30,49 +25,22 @@ struct PolicyFormat {
 /// The wrong-root format of the families whose message takes the root's name as an argument.
 inline constexpr char kWrongRoot[] = "%s: document of the wrong type, root node != %s\n";
 
-/// A visitor's answer after each node.
-enum class Walk { on, stop };
-
-/// A visitor's answer to the head of a group of nodes.
-enum class Group { enter, pass, stop };
-
 /// True when libxml2 has an error to report on this thread, from whatever work.
 bool xml_error_is_left();
 
-/// Reads @file as a PolicyDocument does, but without a reset before: an error that earlier work on this
+/// Reads @file as read_policy() does, but without a reset before: an error that earlier work on this
 /// thread left behind counts as well. True when there is none.
 bool reads_without_error(const char* file);
 
-/// A policy document that was read and whose root is the format's.
-class PolicyDocument {
-  public:
-    /// Reads @file in recovery mode, leaving libxml2's last-error state as the parser left it. Where this
-    /// fails the document is empty (operator bool): a missing or empty file has then been created anew and
-    /// another root been logged with @function's name and @expected (null: the root's name), as the format
-    /// says.
-    PolicyDocument(const PolicyFormat& format, const char* file, const char* function,
-                   const char* expected = nullptr);
-    ~PolicyDocument();
-    PolicyDocument(const PolicyDocument&) = delete;
-    PolicyDocument& operator=(const PolicyDocument&) = delete;
-
-    explicit operator bool() const noexcept;
-
-    /// Hands the root's children of every kind to @visit, in document order, until it answers stop.
-    void for_each_node(const std::function<Walk(const PolicyNode&)>& visit) const;
-
-    /// The same one level deeper: hands the root's child elements to @head, without their children, and,
-    /// where it answers enter, their children to @visit. A stop of either ends the walk.
-    void for_each_grouped_node(const std::function<Group(const PolicyNode&)>& head,
-                               const std::function<Walk(const PolicyNode&)>& visit) const;
-
-    /// The value of the root's first attribute, if that is named @name.
-    [[nodiscard]] std::optional<std::string> first_root_attribute(std::string_view name) const;
-
-  private:
-    class Tree;
-    std::unique_ptr<Tree> tree_;
-};
+/// Reads @file in recovery mode and walks it in @reader's hands, leaving libxml2's last-error state as the
+/// parser left it. False where this fails: a missing or empty file has then been created anew and another
+/// root been logged with @function's name and @expected (null: the root's name), as the format says.
+///
+/// An ordinary policy is walked while it is parsed (common/policy_events.h), any other as a tree
+/// (common/policy_tree.h), with the same outcome; what the first found in a policy that turns out to be no
+/// ordinary one is void, and the reader's walk begins again.
+bool read_policy(const PolicyFormat& format, const char* file, const char* function, const PolicyWalk& reader,
+                 const char* expected = nullptr);
 
 } // namespace tresk
 

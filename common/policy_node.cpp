@@ -10,11 +10,17 @@ bool PolicyNode::is_element(std::string_view wanted) const noexcept
     return kind == NodeKind::element && name == wanted;
 }
 
-NodeText PolicyNode::attribute(std::string_view wanted) const noexcept
+const PolicyAttribute* PolicyNode::find_attribute(std::string_view wanted) const noexcept
 {
     const auto found = std::find_if(attributes.begin(), attributes.end(),
                                     [wanted](const PolicyAttribute& one) { return one.name == wanted; });
-    return found == attributes.end() ? std::nullopt : found->value;
+    return found == attributes.end() ? nullptr : &*found;
+}
+
+NodeText PolicyNode::attribute(std::string_view wanted) const noexcept
+{
+    const PolicyAttribute* found = find_attribute(wanted);
+    return found == nullptr ? std::nullopt : found->value;
 }
 
 NodeText PolicyNode::first_attribute(std::string_view wanted) const noexcept

@@ -26,20 +26,22 @@ struct PolicyAttribute {
 
 struct PolicyChild {
     NodeKind kind = NodeKind::other;
-    /// The element's name without prefix; meaningless for other kinds.
+    /// The element's name without prefix; empty for other kinds.
     std::string_view name;
     /// All text, CDATA and entity text below an element; empty for an empty element and for other kinds.
     NodeText text;
 };
 
-/// A child of the root element. The values live until the next node is handed out.
+/// A node of a policy, its root, or the head of a group. The values live until the next one is handed out.
 struct PolicyNode {
     NodeKind kind = NodeKind::other;
-    std::string_view name;
+    std::string_view name;                   ///< without prefix; empty for other kinds than elements
     std::vector<PolicyAttribute> attributes; ///< in document order, those of the document type last
     std::vector<PolicyChild> children;       ///< in document order, of every kind
 
     [[nodiscard]] bool is_element(std::string_view wanted) const noexcept;
+    /// Null when there is no such attribute.
+    [[nodiscard]] const PolicyAttribute* find_attribute(std::string_view wanted) const noexcept;
     /// The attribute's value; absent when there is no such attribute.
     [[nodiscard]] NodeText attribute(std::string_view wanted) const noexcept;
     /// The value of an attribute that counts only when it is the element's first.

@@ -7,7 +7,6 @@
 #include "common/policy_node.h"
 #include "common/text.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -17,12 +16,7 @@ namespace tresk {
 /// entry is not shown to those from whom it may have been hidden.
 class Qualifier {
   public:
-    Qualifier(const PolicyNode& node, std::string_view name)
-        : absent_(std::none_of(node.attributes.begin(), node.attributes.end(),
-                               [name](const PolicyAttribute& one) { return one.name == name; })),
-          text_(node.attribute(name))
-    {
-    }
+    Qualifier(const PolicyNode& node, std::string_view name) : Qualifier(node.find_attribute(name)) {}
 
     [[nodiscard]] bool absent() const noexcept { return absent_; }
 
@@ -31,6 +25,11 @@ class Qualifier {
     [[nodiscard]] bool is_number(std::int32_t wanted) const { return text_ && to_int32(*text_) == wanted; }
 
   private:
+    explicit Qualifier(const PolicyAttribute* found)
+        : absent_(found == nullptr), text_(absent_ ? std::nullopt : found->value)
+    {
+    }
+
     bool absent_;
     NodeText text_;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "common/policy_tree.h"
 
+#include "common/policy_parser.h"
+
 #include <libxml/valid.h>
 
 #include <cerrno>
@@ -37,6 +39,12 @@ std::string_view view_of(const xmlChar* text) noexcept
     return text == nullptr ? std::string_view() : std::string_view(from_xml(text));
 }
 
+/// What stands as a name in nodes of other kinds says nothing.
+std::string_view element_name(const xmlNode* node) noexcept
+{
+    return node->type == XML_ELEMENT_NODE ? view_of(node->name) : std::string_view();
+}
+
 /// True when the text below an element or attribute with these children is one piece, or nothing.
 bool is_plain(const xmlNode* children) noexcept
 {
@@ -56,7 +64,51 @@ void require_memory()
     }
 }
 
+Walk walk_children(PolicyTreeReader& tree, const xmlNode* parent, const PolicyWalk& reader)
+{
+    for (xmlNode* node = parent->children; node != nullptr; node = node->next) {
+        if (reader.node(tree.read(node)) == Walk::stop) {
+            return Walk::stop;
+        }
+    }
+    return Walk::on;
+}
+
+void walk_groups(PolicyTreeReader& tree, xmlNode* root, const PolicyWalk& reader)
+{
+    for (xmlNode* group = xmlFirstElementChild(root); group != nullptr;
+         group = xmlNextElementSibling(group)) {
+        const Group answer = reader.group(tree.read_head(group));
+        if (answer == Group::stop ||
+            (answer == Group::enter && walk_children(tree, group, reader) == Walk::stop)) {
+            return;
+        }
+    }
+}
+
 } // namespace
+
+Walked walk_tree(const char* file, const char* root, const PolicyWalk& reader)
+{
+    const XmlDocument document = recover(new_parser().get(), file);
+    xmlNode* top = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    if (top == nullptr) {
+        return Walked::no_document;
+    }
+    if (std::strcmp(from_xml(top->name), root) != 0) {
+        return Walked::wrong_root;
+    }
+    // The root's entities are none of the nodes': what these may expand to is counted by a reader of their
+    // own.
+    reader.begin(PolicyTreeReader(document.get()).read_head(top));
+    PolicyTreeReader tree(document.get());
+    if (reader.group) {
+        walk_groups(tree, top, reader);
+    } else {
+        walk_children(tree, top, reader);
+    }
+    return Walked::done;
+}
 
 const PolicyNode& PolicyTreeReader::read(xmlNode* node)
 {
@@ -73,7 +125,7 @@ const PolicyNode& PolicyTreeReader::read_head(xmlNode* node)
     node_.attributes.clear();
     node_.children.clear();
     node_.kind = kind_of(node);
-    node_.name = view_of(node->name);
+    node_.name = element_name(node);
     if (node_.kind == NodeKind::element) {
         read_attributes(node);
     }
@@ -108,7 +160,7 @@ void PolicyTreeReader::read_children(const xmlNode* element)
     for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
         const NodeKind kind = kind_of(child);
         node_.children.push_back(
-            {kind, view_of(child->name), kind == NodeKind::element ? element_text(child) : NodeText("")});
+            {kind, element_name(child), kind == NodeKind::element ? element_text(child) : NodeText("")});
     }
 }
 

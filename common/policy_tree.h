@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// Turns nodes of a libxml2 document tree into plain values. Texts are views into the tree where they stand
+// The source of node values that reads every document: libxml2's document tree.
+//
+// Turns nodes of the tree into plain values. Texts are views into the tree where they stand
 // there in one piece, else copies that the reader owns.
 //
 // A hostile document can define entities that expand without end, so a text with entities is measured before
@@ -9,6 +11,7 @@
 #define TRESK_COMMON_POLICY_TREE_H
 
 #include "common/policy_node.h"
+#include "common/policy_walk.h"
 #include "common/xml_handles.h"
 
 #include <cstddef>
@@ -42,6 +45,10 @@ class PolicyTreeReader {
     std::vector<XmlText> owned_;
     std::size_t expansion_left_ = 10'000'000; ///< bytes and entity references still allowed
 };
+
+/// Walks the tree of @file in @reader's hands; a root of another name than @root is wrong. Any document will
+/// do, and libxml2's last-error state is left as the parser left it.
+Walked walk_tree(const char* file, const char* root, const PolicyWalk& reader);
 
 } // namespace tresk
 

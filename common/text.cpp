@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 namespace tresk {
@@ -36,6 +37,23 @@ constexpr bool continues_character(char byte) noexcept
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
+/// Nearly every number of a policy: a few digits and nothing else.
+std::optional<std::int32_t> plain_number(std::string_view text) noexcept
+{
+    constexpr std::size_t kDigitsThatFit = 9;
+    if (text.empty() || text.size() > kDigitsThatFit) {
+        return std::nullopt;
+    }
+    std::int32_t number = 0;
+    for (const char character : text) {
+        if (character < '0' || character > '9') {
+            return std::nullopt;
+        }
+        number = number * 10 + (character - '0');
+    }
+    return number;
+}
+
 } // namespace
 
 std::string_view cut_to_characters(std::string_view text, std::size_t max_bytes) noexcept
@@ -58,6 +76,9 @@ bool is_dbus_text(std::string_view text) noexcept
 
 std::int32_t to_int32(std::string_view text)
 {
+    if (const std::optional<std::int32_t> number = plain_number(text)) {
+        return *number;
+    }
     const std::string terminated(text);
     return static_cast<std::int32_t>(std::strtol(terminated.c_str(), nullptr, 10));
 }

@@ -6,12 +6,14 @@
 
 #include "common/handles.h"
 
+#include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlmemory.h>
 
 namespace tresk {
 
 using XmlDocument = Handle<xmlDoc, ::xmlFreeDoc>;
+using XmlParser = Handle<xmlParserCtxt, ::xmlFreeParserCtxt>;
 
 /// xmlFree is a variable, not a function.
 struct FreeXmlText {

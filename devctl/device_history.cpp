@@ -97,17 +97,17 @@ std::uint32_t id_in(std::span<const char* const> row, std::size_t column)
     return static_cast<std::uint32_t>(std::strtoul(text_in(row, column), nullptr, 16));
 }
 
-/// Column 0 is the row's number.
+/// Fills a record of zeros. Column 0 is the row's number.
 void fill(tresk_device_record& record, std::span<const char* const> row)
 {
     record.first = to_int32(text_in(row, 1));
     record.second = to_int32(text_in(row, 8));
     record.third = id_in(row, 2);
     record.fourth = id_in(row, 3);
-    copy_bytes(record.text_1, text_in(row, 4));
-    copy_bytes(record.text_2, text_in(row, 5));
-    copy_bytes(record.time, text_in(row, 6));
-    copy_bytes(record.text_3, text_in(row, 7));
+    set_text(record.text_1, text_in(row, 4));
+    set_text(record.text_2, text_in(row, 5));
+    set_text(record.time, text_in(row, 6));
+    set_text(record.text_3, text_in(row, 7));
 }
 
 tresk_device_record* get_records(int* count)
@@ -127,11 +127,12 @@ tresk_device_record* get_records(int* count)
         log_error(kSource, kGet, "%s: devctl_record is empty\n", kGet);
         return nullptr;
     }
-    RecordArray<tresk_device_record> records;
+    Malloced<tresk_device_record> records =
+        make_records<tresk_device_record>(static_cast<std::size_t>(table->rows));
     for (int number = 0; number < table->rows; ++number) {
-        fill(records.append(), table->row(number));
+        fill(records.get()[number], table->row(number));
     }
-    *count = static_cast<int>(records.size());
+    *count = table->rows;
     return records.release();
 }
 

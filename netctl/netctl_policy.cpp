@@ -74,23 +74,26 @@ UserFilter filter_for(std::int32_t uid)
     return user_distinction() == 0 ? std::nullopt : UserFilter(uid);
 }
 
-void for_each_node_of(const PolicyDocument& document, const UserFilter& filter,
-                      const std::function<Walk(const PolicyNode&)>& visit)
+bool read_nodes_of(const char* file, const char* function, const UserFilter& filter,
+                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit)
 {
     bool filter_met = false;
-    document.for_each_grouped_node(
-        [&](const PolicyNode& user) {
-            if (filter_met) {
-                return Group::stop;
-            }
-            const std::optional<std::int32_t> uid = user_id(user);
-            if (!uid || (filter && *uid != *filter)) {
-                return Group::pass;
-            }
-            filter_met = filter.has_value();
-            return Group::enter;
-        },
-        visit);
+    const auto start = [&](const PolicyNode& /*root*/) {
+        filter_met = false;
+        begin();
+    };
+    const auto enter = [&](const PolicyNode& user) {
+        if (filter_met) {
+            return Group::stop;
+        }
+        const std::optional<std::int32_t> uid = user_id(user);
+        if (!uid || (filter && *uid != *filter)) {
+            return Group::pass;
+        }
+        filter_met = filter.has_value();
+        return Group::enter;
+    };
+    return read_policy(kFormat, file, function, {start, enter, visit});
 }
 
 } // namespace tresk::netctl

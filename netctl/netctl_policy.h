@@ -62,6 +62,16 @@ struct Rule {
     NodeText server_type;
 };
 
+template <class Visit>
+void for_each_text(Rule& rule, Visit visit)
+{
+    visit(rule.identity);
+    for (NodeText* text :
+         {&rule.type, &rule.hash, &rule.name, &rule.path, &rule.ico, &rule.desktop, &rule.server_type}) {
+        visit(*text);
+    }
+}
+
 /// The node's texts; absent where the node is none of @kind.
 std::optional<Rule> rule_of(const PolicyNode& node, const RuleKind& kind);
 
@@ -77,10 +87,11 @@ using UserFilter = std::optional<std::int32_t>;
 /// The filter for a caller who asks for @uid: it counts only while users are distinguished.
 UserFilter filter_for(std::int32_t uid);
 
-/// Hands the nodes of the users that @filter lets through to @visit, in document order, until it answers
-/// stop. Of several elements for the filter's user only the first is read.
-void for_each_node_of(const PolicyDocument& document, const UserFilter& filter,
-                      const std::function<Walk(const PolicyNode&)>& visit);
+/// Reads @file as read_policy() does and hands the nodes of the users that @filter lets through to @visit, in
+/// document order, until it answers stop. Of several elements for the filter's user only the first is read.
+/// @begin comes before the first node, and again where all of them come once more.
+bool read_nodes_of(const char* file, const char* function, const UserFilter& filter,
+                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit);
 
 } // namespace tresk::netctl
 

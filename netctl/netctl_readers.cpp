@@ -9,7 +9,7 @@ namespace tresk::netctl {
 
 namespace {
 
-/// Whose nodes a reader gives, decided once the policy was read.
+/// Whose nodes a reader gives.
 using ChooseUsers = UserFilter (*)(std::int32_t uid);
 
 UserFilter every_user(std::int32_t /*uid*/)
@@ -44,19 +44,16 @@ Record* read_all(const ArrayReader& reader, const char* file, Count* count)
     if (file == nullptr || count == nullptr) {
         return nullptr;
     }
-    const PolicyDocument document(kFormat, file, reader.function);
-    if (!document) {
-        return nullptr;
-    }
-    RecordArray<Record> records;
-    for_each_node_of(document, reader.choose(reader.uid), [&](const PolicyNode& node) {
-        if (const std::optional<Rule> rule = listed_rule<Record>(node)) {
-            fill_record(records.append(), *rule);
-        }
-        return Walk::on;
-    });
-    *count = static_cast<Count>(records.size());
-    return records.release();
+    PackedEntries<Rule> rules;
+    const bool read = read_nodes_of(
+        file, reader.function, reader.choose(reader.uid), [&] { rules.clear(); },
+        [&](const PolicyNode& node) {
+            if (const std::optional<Rule> rule = listed_rule<Record>(node)) {
+                rules.append(*rule);
+            }
+            return Walk::on;
+        });
+    return read ? to_records<Record>(rules, count, fill_record<Record>) : nullptr;
 }
 
 /// The record of the first rule named @identity, null where that rule is incomplete.
@@ -68,11 +65,7 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
     }
     constexpr const RuleKind& kind = kKindOf<Record>;
     Malloced<Record> record;
-    const PolicyDocument document(kFormat, kind.file, function);
-    if (!document) {
-        return nullptr;
-    }
-    for_each_node_of(document, filter_for(static_cast<std::int32_t>(uid)), [&](const PolicyNode& node) {
+    const auto look_at = [&](const PolicyNode& node) {
         const std::optional<Rule> rule = rule_of(node, kind);
         if (!rule || rule->identity != identity || !names_fit<Record>(*rule)) {
             return Walk::on;
@@ -82,8 +75,10 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
             fill_record(*record, *rule);
         }
         return Walk::stop;
-    });
-    return record.release();
+    };
+    const bool read = read_nodes_of(
+        kind.file, function, filter_for(static_cast<std::int32_t>(uid)), [&] { record.reset(); }, look_at);
+    return read ? record.release() : nullptr;
 }
 
 template <class Record, class Count>

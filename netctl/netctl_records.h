@@ -4,6 +4,7 @@
 #ifndef TRESK_NETCTL_NETCTL_RECORDS_H
 #define TRESK_NETCTL_NETCTL_RECORDS_H
 
+#include "common/record_array.h"
 #include "common/text.h"
 #include "netctl/netctl_policy.h"
 #include "tresk_extend.h"
@@ -64,13 +65,13 @@ template <class Record>
 void fill_names(Record& record, const Rule& rule)
 {
     if constexpr (OfPackage<Record>) {
-        copy_bytes(record.pkg, rule.identity);
+        set_text(record.pkg, rule.identity);
     } else {
-        copy_bytes(record.path, rule.identity);
-        copy_bytes(record.hash, *rule.hash);
+        set_text(record.path, rule.identity);
+        set_text(record.hash, *rule.hash);
     }
     if constexpr (WithProgramOfPackage<Record>) {
-        copy_bytes(record.path, rule.path.value_or(kUnknown));
+        set_text(record.path, rule.path.value_or(kUnknown));
     }
 }
 
@@ -78,13 +79,13 @@ template <class Record>
 void fill_presentation(Record& record, const Rule& rule)
 {
     if constexpr (requires { record.name; }) {
-        copy_bytes(record.name, rule.name.value_or(kUnknown));
+        set_text(record.name, rule.name.value_or(kUnknown));
     }
     if constexpr (requires { record.ico; }) {
-        copy_bytes(record.ico, rule.ico.value_or(kUnknown));
+        set_text(record.ico, rule.ico.value_or(kUnknown));
     }
     if constexpr (requires { record.desktop; }) {
-        copy_bytes(record.desktop, rule.desktop.value_or(kUnknown));
+        set_text(record.desktop, rule.desktop.value_or(kUnknown));
     }
     if constexpr (requires { record.server_type; }) {
         record.server_type = to_int32(rule.server_type.value_or(""));

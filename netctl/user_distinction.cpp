@@ -7,7 +7,6 @@
 #include "tresk_extend.h"
 
 #include <optional>
-#include <string>
 
 __attribute__((visibility("default"))) std::int32_t user_distinguish = 0;
 
@@ -17,13 +16,17 @@ namespace {
 
 int read_user_distinction()
 {
-    const PolicyDocument document(kFormat, kPrograms.file, "tresk_netctl_get_user_distinguish");
-    const std::optional<std::string> setting =
-        document ? document.first_root_attribute(kUserDistinction) : std::nullopt;
-    if (!setting) {
+    std::optional<std::int32_t> setting;
+    const PolicyWalk take_setting{[&](const PolicyNode& root) {
+                                      const NodeText text = root.first_attribute(kUserDistinction);
+                                      setting = text ? std::optional(to_int32(*text)) : std::nullopt;
+                                  },
+                                  nullptr, [](const PolicyNode& /*node*/) { return Walk::stop; }};
+    if (!read_policy(kFormat, kPrograms.file, "tresk_netctl_get_user_distinguish", take_setting) ||
+        !setting) {
         return -1;
     }
-    const int distinguished = to_int32(*setting) == 0 ? 0 : 1;
+    const int distinguished = *setting == 0 ? 0 : 1;
     __atomic_store_n(&user_distinguish, distinguished, __ATOMIC_RELAXED);
     return distinguished;
 }

@@ -3,6 +3,7 @@
 
 #include "common/default_policy.h"
 #include "common/policy_qualifier.h"
+#include "common/record_array.h"
 #include "common/text.h"
 
 #include <algorithm>
@@ -89,8 +90,8 @@ bool carries_hash(const PolicyNode& node, std::string_view hash)
 
 void fill_record(pblk_node_info& record, const Entry& entry)
 {
-    copy_bytes(record.path, entry.path);
-    copy_bytes(record.hash, entry.hash);
+    set_text(record.path, entry.path);
+    set_text(record.hash, entry.hash);
 }
 
 } // namespace tresk::pblk

@@ -63,6 +63,13 @@ struct Entry {
     std::string_view hash;
 };
 
+template <class Visit>
+void for_each_text(Entry& entry, Visit visit)
+{
+    visit(entry.path);
+    visit(entry.hash);
+}
+
 /// The node's entry; absent where the reader does not accept the node.
 std::optional<Entry> accepted_entry(const PolicyNode& node, const Acceptance& rules, const Wanted& wanted);
 

@@ -48,29 +48,23 @@ pblk_node_info* read_all(const Reader& reader, const Wanted& wanted, const char*
     if (file == nullptr || count == nullptr) {
         return nullptr;
     }
-    const PolicyDocument document(kFormat, file, reader.function);
-    if (!document) {
-        return nullptr;
-    }
-    RecordArray<pblk_node_info> records;
-    document.for_each_node([&](const PolicyNode& node) {
-        if (const std::optional<Entry> entry = accepted_entry(node, reader.rules, wanted)) {
-            fill_record(records.append(), *entry);
-        }
-        return Walk::on;
-    });
-    *count = static_cast<int>(records.size());
-    return records.release();
+    PackedEntries<Entry> accepted;
+    const bool read =
+        read_policy(kFormat, file, reader.function,
+                    {[&](const PolicyNode& /*root*/) { accepted.clear(); }, nullptr,
+                     [&](const PolicyNode& node) {
+                         if (const std::optional<Entry> entry = accepted_entry(node, reader.rules, wanted)) {
+                             accepted.append(*entry);
+                         }
+                         return Walk::on;
+                     }});
+    return read ? to_records<pblk_node_info>(accepted, count, fill_record) : nullptr;
 }
 
 pblk_node_info* read_first(const Reader& reader, const Wanted& wanted)
 {
-    const PolicyDocument document(kFormat, kPolicyFile, reader.function);
-    if (!document) {
-        return nullptr;
-    }
     Malloced<pblk_node_info> record;
-    document.for_each_node([&](const PolicyNode& node) {
+    const auto look_at = [&](const PolicyNode& node) {
         const std::optional<Entry> entry = accepted_entry(node, reader.rules, wanted);
         if (!entry) {
             return Walk::on;
@@ -78,8 +72,10 @@ pblk_node_info* read_first(const Reader& reader, const Wanted& wanted)
         record = make_record<pblk_node_info>();
         fill_record(*record, *entry);
         return Walk::stop;
-    });
-    return record.release();
+    };
+    const bool read = read_policy(kFormat, kPolicyFile, reader.function,
+                                  {[&](const PolicyNode& /*root*/) { record.reset(); }, nullptr, look_at});
+    return read ? record.release() : nullptr;
 }
 
 pblk_node_info* read_node_with_path(const char* path, Wanted wanted)
@@ -106,15 +102,15 @@ int count_nodes_with_hash(const char* hash, int* count)
     if (hash == nullptr || count == nullptr) {
         return -1;
     }
-    const PolicyDocument document(kFormat, kPolicyFile, "tresk_pblk_get_same_node_by_hash");
-    if (!document) {
+    std::int64_t found = *count;
+    const PolicyWalk counting{[&](const PolicyNode& /*root*/) { found = *count; }, nullptr,
+                              [&](const PolicyNode& node) {
+                                  found += carries_hash(node, hash) ? 1 : 0;
+                                  return found > kCountCutOff ? Walk::stop : Walk::on;
+                              }};
+    if (!read_policy(kFormat, kPolicyFile, "tresk_pblk_get_same_node_by_hash", counting)) {
         return -1;
     }
-    std::int64_t found = *count;
-    document.for_each_node([&](const PolicyNode& node) {
-        found += carries_hash(node, hash) ? 1 : 0;
-        return found > kCountCutOff ? Walk::stop : Walk::on;
-    });
     *count = static_cast<int>(std::min<std::int64_t>(found, std::numeric_limits<int>::max()));
     return 0;
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace tresk::ppro {
 
@@ -52,11 +53,7 @@ struct OrderedChildren {
 Malloced<ppro_node_info> read_node_beside_hash(const char* hash, const Filter& shows)
 {
     Malloced<ppro_node_info> result;
-    const PolicyDocument document(kFormat, kPolicyFile, "tresk_ppro_read_node_with_hash_zdk");
-    if (!document) {
-        return result;
-    }
-    document.for_each_node([&](const PolicyNode& node) {
+    const auto look_at = [&](const PolicyNode& node) {
         const NodeText path = entry_path(node);
         if (!path || !shows(node)) {
             return Walk::on;
@@ -69,8 +66,10 @@ Malloced<ppro_node_info> read_node_beside_hash(const char* hash, const Filter& s
             result = new_record({*path, *children.hash, *children.type});
         }
         return Walk::stop;
-    });
-    return result;
+    };
+    const bool read = read_policy(kFormat, kPolicyFile, "tresk_ppro_read_node_with_hash_zdk",
+                                  {[&](const PolicyNode& /*root*/) { result.reset(); }, nullptr, look_at});
+    return read ? std::move(result) : nullptr;
 }
 
 /// The element's name does not matter here.
@@ -82,15 +81,14 @@ bool is_owned_by_sm(const PolicyNode& node, std::string_view hash)
 
 bool check_in_sm(const char* hash)
 {
-    const PolicyDocument document(kFormat, kPolicyFile, "tresk_ppro_check_in_sm");
     bool found = false;
-    if (document) {
-        document.for_each_node([&](const PolicyNode& node) {
-            found = is_owned_by_sm(node, hash);
-            return found ? Walk::stop : Walk::on;
-        });
-    }
-    return found;
+    const bool read = read_policy(kFormat, kPolicyFile, "tresk_ppro_check_in_sm",
+                                  {[&](const PolicyNode& /*root*/) { found = false; }, nullptr,
+                                   [&](const PolicyNode& node) {
+                                       found = is_owned_by_sm(node, hash);
+                                       return found ? Walk::stop : Walk::on;
+                                   }});
+    return read && found;
 }
 
 /// Neither the node's path nor any child but the first is looked at.
@@ -105,16 +103,16 @@ bool begins_with_hash(const PolicyNode& node, std::string_view hash)
 
 int count_nodes_with_hash(const char* hash, int& count)
 {
+    std::int64_t found = count;
+    const PolicyWalk counting{[&](const PolicyNode& /*root*/) { found = count; }, nullptr,
+                              [&](const PolicyNode& node) {
+                                  found += begins_with_hash(node, hash) ? 1 : 0;
+                                  return found > kCountCutOff ? Walk::on : Walk::stop;
+                              }};
     // The message names the node where those of the other readers name the root.
-    const PolicyDocument document(kFormat, kPolicyFile, "tresk_ppro_get_same_node_by_hash", kNode.data());
-    if (!document) {
+    if (!read_policy(kFormat, kPolicyFile, "tresk_ppro_get_same_node_by_hash", counting, kNode.data())) {
         return -1;
     }
-    std::int64_t found = count;
-    document.for_each_node([&](const PolicyNode& node) {
-        found += begins_with_hash(node, hash) ? 1 : 0;
-        return found > kCountCutOff ? Walk::on : Walk::stop;
-    });
     count = static_cast<int>(std::min<std::int64_t>(found, std::numeric_limits<int>::max()));
     return 0;
 }

@@ -86,8 +86,8 @@ std::optional<Entry> complete_entry(const PolicyNode& node)
 
 void fill_record(ppro_node_info& record, const Entry& entry)
 {
-    copy_bytes(record.path, entry.path);
-    copy_bytes(record.hash, entry.hash);
+    set_text(record.path, entry.path);
+    set_text(record.hash, entry.hash);
     record.type = to_int32(entry.type);
 }
 

@@ -59,6 +59,14 @@ struct Entry {
     std::string_view type;
 };
 
+template <class Visit>
+void for_each_text(Entry& entry, Visit visit)
+{
+    visit(entry.path);
+    visit(entry.hash);
+    visit(entry.type);
+}
+
 /// The node's entry; absent where the node has no path or lacks its hash or type.
 std::optional<Entry> complete_entry(const PolicyNode& node);
 

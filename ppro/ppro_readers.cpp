@@ -25,20 +25,17 @@ ppro_node_info* read_all(const ArrayReader& reader, const char* file, int* count
     if (file == nullptr || count == nullptr) {
         return nullptr;
     }
-    const PolicyDocument document(kFormat, file, reader.function);
-    if (!document) {
-        return nullptr;
-    }
-    RecordArray<ppro_node_info> records;
-    document.for_each_node([&](const PolicyNode& node) {
-        const std::optional<Entry> entry = complete_entry(node);
-        if (entry && reader.shows(node)) {
-            fill_record(records.append(), *entry);
-        }
-        return Walk::on;
-    });
-    *count = static_cast<int>(records.size());
-    return records.release();
+    PackedEntries<Entry> shown;
+    const bool read = read_policy(kFormat, file, reader.function,
+                                  {[&](const PolicyNode& /*root*/) { shown.clear(); }, nullptr,
+                                   [&](const PolicyNode& node) {
+                                       const std::optional<Entry> entry = complete_entry(node);
+                                       if (entry && reader.shows(node)) {
+                                           shown.append(*entry);
+                                       }
+                                       return Walk::on;
+                                   }});
+    return read ? to_records<ppro_node_info>(shown, count, fill_record) : nullptr;
 }
 
 ppro_node_info* read_all_by_owner(const char* file, int* count, int mode)
@@ -59,14 +56,14 @@ ppro_node_info* read_node_with_path(const char* function, const char* path, cons
         return nullptr;
     }
     const std::string key = lookup_key(absolute.get());
-    const PolicyDocument document(kFormat, kPolicyFile, function);
     Malloced<ppro_node_info> result;
-    if (document) {
-        document.for_each_node([&](const PolicyNode& node) {
-            return entry_path(node) == std::string_view(key) ? visit(node, result) : Walk::on;
-        });
-    }
-    return result.release();
+    const bool read =
+        read_policy(kFormat, kPolicyFile, function,
+                    {[&](const PolicyNode& /*root*/) { result.reset(); }, nullptr,
+                     [&](const PolicyNode& node) {
+                         return entry_path(node) == std::string_view(key) ? visit(node, result) : Walk::on;
+                     }});
+    return read ? result.release() : nullptr;
 }
 
 /// Takes the first complete entry that @shows lets through.

@@ -5,8 +5,12 @@
 //   TRESK_DIFFERENTIAL_DOCUMENTS=N  so many documents a family
 //   TRESK_DIFFERENTIAL_FIRST=SEED   the first one's seed; a document's seed is its number, and a failure
 //   names it
+#include "common/policy_events.h"
+#include "common/policy_tree.h"
 #include "tests/differential/round.h"
 #include "tests/support/framework_double.h"
+#include "tests/support/policy_files.h"
+#include "tests/support/recorded_walk.h"
 
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
@@ -134,6 +138,60 @@ TEST_P(DifferentialTest, ReadersAgreeWithTheNaiveOnes)
               << disagreements << " disagreements\n";
 }
 
+/// The documents of a family that each of the library's sources of nodes reads.
+struct Shares {
+    std::uint64_t by_events = 0;
+    std::uint64_t by_tree = 0;
+};
+
+/// What one document gives by both sources, and whether libxml2 has an error to report then.
+void compare_sources(const std::string& file, const std::string& root, bool grouped, Shares& shares)
+{
+    xmlResetLastError();
+    RecordedWalk events(grouped);
+    const Walked by_events = walk_events(file.c_str(), root.c_str(), events.reader());
+    EXPECT_EQ(xmlGetLastError(), nullptr);
+    if (by_events == Walked::unusual) {
+        ++shares.by_tree;
+        return;
+    }
+    ++shares.by_events;
+    RecordedWalk tree(grouped);
+    EXPECT_EQ(walk_tree(file.c_str(), root.c_str(), tree.reader()), by_events);
+    EXPECT_EQ(printable(events.text()), printable(tree.text()));
+    EXPECT_EQ(xmlGetLastError(), nullptr);
+}
+
+std::string root_of(const Family& family)
+{
+    const std::string name = family.name;
+    return name == "ppro" || name == "pblk" ? name + "_root" : "tresk_root";
+}
+
+class SourcesTest : public DifferentialTest {};
+
+TEST_P(SourcesTest, HandOutTheSameNodes)
+{
+    const std::uint64_t documents = from_environment("TRESK_DIFFERENTIAL_DOCUMENTS", kUsualDocuments);
+    const std::uint64_t first = from_environment("TRESK_DIFFERENTIAL_FIRST", 1);
+    Shares shares;
+    for (std::uint64_t seed = first; seed < first + documents && !HasFailure(); ++seed) {
+        Random random = random_for(GetParam(), seed);
+        const Round round = GetParam().round(random);
+        for (const auto& [path, content] : round.files) {
+            SCOPED_TRACE(std::string(GetParam().name) + " seed " + std::to_string(seed) + " " + path);
+            write_file(path, content);
+            compare_sources(path, root_of(GetParam()), false, shares);
+            compare_sources(path, root_of(GetParam()), true, shares);
+        }
+    }
+    std::cout << GetParam().name << ": " << shares.by_events << " readings by events, " << shares.by_tree
+              << " left to the tree\n";
+    // The comparison is one only where both have their share, as has then the one with the naive readers.
+    EXPECT_GT(shares.by_events, documents / 4);
+    EXPECT_GT(shares.by_tree, documents / 4);
+}
+
 /// Takes the rules out of @left that show in the round: with one of them broken some answer is another.
 void take_noticed(const Round& round, std::vector<Rule>& left)
 {
@@ -167,6 +225,16 @@ const std::vector<Family>& families()
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, DifferentialTest, ::testing::ValuesIn(families()),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+std::vector<Family> families_with_nodes()
+{
+    std::vector<Family> policies = families();
+    std::erase_if(policies, [](const Family& family) { return std::string(family.name) == "settings"; });
+    return policies;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SourcesTest, ::testing::ValuesIn(families_with_nodes()),
                          [](const auto& row) { return std::string(row.param.name); });
 
 #define TRESK_COUNT_RULE(name) +1

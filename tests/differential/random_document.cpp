@@ -145,7 +145,10 @@ std::string escaped(const std::string& text)
 
 class Writer {
   public:
-    Writer(Random& random, const Shape& shape) : random_(random), shape_(shape), blanks_(random.once_in(2)) {}
+    Writer(Random& random, const Shape& shape)
+        : random_(random), shape_(shape), blanks_(random.once_in(2)), plain_(random.once_in(2))
+    {
+    }
 
     std::string document()
     {
@@ -154,12 +157,14 @@ class Writer {
     }
 
   private:
+    bool oddly_once_in(std::size_t times) { return random_.once_in(times) && !plain_; }
+
     std::string root_name()
     {
         if (random_.once_in(25)) {
             return random_.one_of(Words{"root", shape_.node, "TRESK_ROOT", "x"});
         }
-        return random_.once_in(20) ? std::string("x:") + shape_.root : shape_.root;
+        return oddly_once_in(20) ? std::string("x:") + shape_.root : shape_.root;
     }
 
     std::string prolog(const std::string& root)
@@ -168,7 +173,7 @@ class Writer {
         if (random_.once_in(8)) {
             text += random_.one_of(Words{"<!-- c -->", "<?pi x?>", "\n\n"});
         }
-        if (random_.once_in(6)) {
+        if (oddly_once_in(6)) {
             text += "<!DOCTYPE " + root + " [<!ENTITY e \"1\"><!ENTITY hash \"" + std::string(64, 'a') +
                     "\"><!ENTITY type \"2\"><!ENTITY el \"<b>3</b>\">" + defaults() + "]>";
         }
@@ -189,8 +194,8 @@ class Writer {
     std::string opened_root(const std::string& name)
     {
         std::string text = "<" + name;
-        text += random_.once_in(10) ? " xmlns=\"urn:d\"" : "";
-        text += name.compare(0, 2, "x:") == 0 || random_.once_in(6) ? " xmlns:x=\"urn:x\"" : "";
+        text += oddly_once_in(10) ? " xmlns=\"urn:d\"" : "";
+        text += name.compare(0, 2, "x:") == 0 || oddly_once_in(6) ? " xmlns:x=\"urn:x\"" : "";
         return text + attributes(shape_.root_attributes) + ">";
     }
 
@@ -248,7 +253,7 @@ class Writer {
     std::string element_name(const std::string& name)
     {
         if (random_.once_in(25)) {
-            return random_.one_of(Words{"unknown", name + "s", "x:" + name});
+            return random_.one_of(Words{"unknown", name + "s", plain_ ? "y" + name : "x:" + name});
         }
         return name;
     }
@@ -257,9 +262,11 @@ class Writer {
     std::string between()
     {
         if (random_.once_in(12)) {
-            return random_.one_of(Words{"text", "<!-- c -->", "<?pi x?>", "<?hash x?>", "<![CDATA[c]]>",
-                                        "&e;", "&hash;", "&type;", "&el;", "&amp;", "<unknown>u</unknown>",
-                                        "<unknown a=\"1\"/>"});
+            return random_.one_of(plain_ ? Words{"text", "<!-- c -->", "<?pi x?>", "<?hash x?>", "&amp;",
+                                                 "<unknown>u</unknown>", "<unknown a=\"1\"/>"}
+                                         : Words{"text", "<!-- c -->", "<?pi x?>", "<?hash x?>",
+                                                 "<![CDATA[c]]>", "&e;", "&hash;", "&type;", "&el;", "&amp;",
+                                                 "<unknown>u</unknown>", "<unknown a=\"1\"/>"});
         }
         return blanks_ ? "\n  " : "";
     }
@@ -273,10 +280,12 @@ class Writer {
             }
         }
         if (random_.once_in(12)) {
-            written.insert(written.begin() + static_cast<std::ptrdiff_t>(random_.below(written.size() + 1)),
-                           random_.one_of(Words{"a=\"1\"", "id=\"x\"", "x:a=\"1\"", "xml:lang=\"de\""}));
+            written.insert(
+                written.begin() + static_cast<std::ptrdiff_t>(random_.below(written.size() + 1)),
+                random_.one_of(plain_ ? Words{"a=\"1\"", "id=\"x\""}
+                                      : Words{"a=\"1\"", "id=\"x\"", "x:a=\"1\"", "xml:lang=\"de\""}));
         }
-        if (!parts.empty() && random_.once_in(40)) {
+        if (!parts.empty() && oddly_once_in(40)) {
             written.push_back(attribute(random_.one_of(parts)));
         }
         if (written.size() > 1 && random_.once_in(8)) {
@@ -293,11 +302,12 @@ class Writer {
     {
         std::string name = part.name;
         if (random_.once_in(40)) {
-            name = random_.one_of(Words{"x:" + name, name + "s", "y:" + name});
+            name = plain_ ? name + "s" : random_.one_of(Words{"x:" + name, name + "s", "y:" + name});
         }
         std::string value = escaped(random_text(random_, part.meaning));
         if (random_.once_in(40)) {
-            value += random_.one_of(Words{"&e;", "&#x41;", "\n", "\t", "&undeclared;", "&lt;"});
+            value += plain_ ? random_.one_of(Words{"&#x41;", "\n", "\t", "&lt;", "&amp;#38;", "&#38;lt;"})
+                            : random_.one_of(Words{"&e;", "&#x41;", "\n", "\t", "&undeclared;", "&lt;"});
         }
         return name + "=\"" + value + "\"";
     }
@@ -325,7 +335,7 @@ class Writer {
 
     std::string child(const Part& part)
     {
-        const std::string name = random_.once_in(40) ? std::string("x:") + part.name : std::string(part.name);
+        const std::string name = oddly_once_in(40) ? std::string("x:") + part.name : std::string(part.name);
         const std::string attributes = random_.once_in(25) ? " a=\"1\"" : "";
         if (random_.once_in(25)) {
             return "<" + name + attributes + (random_.once_in(2) ? "/>" : "></" + name + ">");
@@ -344,7 +354,7 @@ class Writer {
             text.find_first_of("/an1") == std::string::npos ? 0 : text.find_first_of("/an1");
         const std::string head = escaped(text.substr(0, half));
         const std::string tail = text.substr(half);
-        switch (random_.below(8)) {
+        switch (plain_ ? 1 + random_.below(4) : random_.below(8)) {
         case 0:
             return head + "<![CDATA[" + tail + "]]>";
         case 1:
@@ -367,6 +377,7 @@ class Writer {
     Random& random_;
     const Shape& shape_;
     bool blanks_;
+    bool plain_; ///< nothing that makes the library's readers look at a document's tree
 };
 
 std::string damaged(Random& random, std::string text)

@@ -82,7 +82,7 @@ TEST_F(BwlistVerdict, FailsWhereTheFileIsDamagedBetweenItsReadings)
         damaged_reading = reading;
         EXPECT_EQ(verdict(), -1) << reading;
         damaged_reading = 0;
-        EXPECT_EQ(readings, reading);
+        EXPECT_EQ(readings, reading + 1); // what is damaged is read as a tree as well
         xmlResetLastError();
     }
     write_policy(list_of("white", entry("a")));

@@ -4,6 +4,7 @@ tresk_add_tests(NAME unit_common
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/common_data_path_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/common_policy_document_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/common_policy_sources_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/common_small_parts_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/common_text_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support)

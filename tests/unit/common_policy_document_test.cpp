@@ -78,14 +78,11 @@ class PolicyFile : public FrameworkTest {
         write_file(file, content);
         std::vector<Node> nodes;
         captured_stderr([&] {
-            const PolicyDocument document(format, file.c_str(), "reader");
-            EXPECT_TRUE(document);
-            if (document) {
-                document.for_each_node([&](const PolicyNode& node) {
-                    nodes.push_back(copy(node));
-                    return Walk::on;
-                });
-            }
+            EXPECT_TRUE(reads({[&](const PolicyNode&) { nodes.clear(); }, nullptr,
+                               [&](const PolicyNode& node) {
+                                   nodes.push_back(copy(node));
+                                   return Walk::on;
+                               }}));
         });
         return nodes;
     }
@@ -100,9 +97,17 @@ class PolicyFile : public FrameworkTest {
     bool opens(const char* expected = nullptr) const
     {
         bool result = false;
-        captured_stderr([&] { result = bool(PolicyDocument(format, file.c_str(), "reader", expected)); });
+        captured_stderr([&] { result = reads(kNobody, expected); });
         return result;
     }
+
+    bool reads(const PolicyWalk& reader, const char* expected = nullptr) const
+    {
+        return read_policy(format, file.c_str(), "reader", reader, expected);
+    }
+
+    static inline const PolicyWalk kNobody{[](const PolicyNode&) {}, nullptr,
+                                           [](const PolicyNode&) { return Walk::on; }};
 
     TempDir folder;
     std::filesystem::path file = folder / "policy.xml";
@@ -136,25 +141,13 @@ TEST_F(PolicyFile, GivesChildrenOfTheRootOfEveryKindInOrder)
 TEST_F(PolicyFile, StopsWhereTheVisitorSaysSo)
 {
     write_file(file, "<ppro_root><a/><b/><c/></ppro_root>");
-    const PolicyDocument document(format, file.c_str(), "reader");
     std::string seen;
-    document.for_each_node([&](const PolicyNode& node) {
-        seen += node.name;
-        return node.name == "b" ? Walk::stop : Walk::on;
-    });
+    EXPECT_TRUE(reads({[](const PolicyNode&) {}, nullptr,
+                       [&](const PolicyNode& node) {
+                           seen += node.name;
+                           return node.name == "b" ? Walk::stop : Walk::on;
+                       }}));
     EXPECT_EQ(seen, "ab");
-}
-
-TEST_F(PolicyFile, CanBeWalkedTwice)
-{
-    write_file(file, "<ppro_root><a x='1'>t</a></ppro_root>");
-    const PolicyDocument document(format, file.c_str(), "reader");
-    for (int round = 0; round < 2; ++round) {
-        document.for_each_node([](const PolicyNode& node) {
-            EXPECT_EQ(node.attribute("x"), "1");
-            return Walk::on;
-        });
-    }
 }
 
 TEST_F(PolicyFile, EmptyPolicyHasNoNodes)
@@ -209,14 +202,14 @@ TEST_F(PolicyFile, DefaultsOfTheDocumentTypeComeLastAndAreNotWritten)
 TEST_F(PolicyFile, DefaultOfTheDocumentTypeIsNeverTheFirstAttribute)
 {
     write_file(file, "<!DOCTYPE ppro_root [<!ATTLIST a path CDATA '/default'>]><ppro_root><a/></ppro_root>");
-    const PolicyDocument document(format, file.c_str(), "reader");
     int nodes = 0;
-    document.for_each_node([&](const PolicyNode& node) {
-        ++nodes;
-        EXPECT_EQ(node.attribute("path"), "/default");
-        EXPECT_EQ(node.first_attribute("path"), std::nullopt);
-        return Walk::on;
-    });
+    EXPECT_TRUE(reads({[](const PolicyNode&) {}, nullptr,
+                       [&](const PolicyNode& node) {
+                           ++nodes;
+                           EXPECT_EQ(node.attribute("path"), "/default");
+                           EXPECT_EQ(node.first_attribute("path"), std::nullopt);
+                           return Walk::on;
+                       }}));
     EXPECT_EQ(nodes, 1);
 }
 
@@ -482,50 +475,63 @@ TEST_F(PolicyFile, GivesTheNodesOfTheGroupsThatAreEntered)
 {
     write_file(
         file, "<ppro_root>text<g id='1'><a/>x</g><!-- c --><g id='2'><b/></g><g id='3'><c/></g></ppro_root>");
-    const PolicyDocument document(format, file.c_str(), "reader");
     std::string seen;
-    document.for_each_grouped_node(
-        [&](const PolicyNode& head) {
-            EXPECT_TRUE(head.children.empty());
-            const std::string_view id = head.attribute("id").value_or("none");
-            seen += id;
-            return id == "2" ? Group::pass : Group::enter;
-        },
-        [&](const PolicyNode& node) {
-            seen += node.kind == NodeKind::element ? node.name : "#";
-            return Walk::on;
-        });
+    EXPECT_TRUE(reads({[](const PolicyNode&) {},
+                       [&](const PolicyNode& head) {
+                           EXPECT_TRUE(head.children.empty());
+                           const std::string_view id = head.attribute("id").value_or("none");
+                           seen += id;
+                           return id == "2" ? Group::pass : Group::enter;
+                       },
+                       [&](const PolicyNode& node) {
+                           seen += node.kind == NodeKind::element ? node.name : "#";
+                           return Walk::on;
+                       }}));
     EXPECT_EQ(seen, "1a#23c");
 }
 
 TEST_F(PolicyFile, StopEndsTheWalkOverAllGroups)
 {
     write_file(file, "<ppro_root><g><a/><b/></g><g><c/></g></ppro_root>");
-    const PolicyDocument document(format, file.c_str(), "reader");
     int nodes = 0;
     int heads = 0;
-    const auto count_node = [&](const PolicyNode&) {
-        ++nodes;
-        return Walk::stop;
-    };
-    document.for_each_grouped_node(
-        [&](const PolicyNode&) {
-            ++heads;
-            return Group::enter;
-        },
-        count_node);
+    Group answer = Group::enter;
+    const PolicyWalk counting{[](const PolicyNode&) {},
+                              [&](const PolicyNode&) {
+                                  ++heads;
+                                  return answer;
+                              },
+                              [&](const PolicyNode&) {
+                                  ++nodes;
+                                  return Walk::stop;
+                              }};
+    EXPECT_TRUE(reads(counting));
     EXPECT_EQ(heads, 1);
     EXPECT_EQ(nodes, 1);
-    document.for_each_grouped_node([](const PolicyNode&) { return Group::stop; }, count_node);
+    answer = Group::stop;
+    EXPECT_TRUE(reads(counting));
+    EXPECT_EQ(heads, 2);
     EXPECT_EQ(nodes, 1);
 }
 
-TEST_F(PolicyFile, GivesTheRootsFirstAttributeByItsNameAlone)
+TEST_F(PolicyFile, BeginsWithTheRoot)
 {
-    write_file(file, "<ppro_root first='1' second='2'/>");
-    const PolicyDocument document(format, file.c_str(), "reader");
-    EXPECT_EQ(document.first_root_attribute("first"), "1");
-    EXPECT_EQ(document.first_root_attribute("second"), std::nullopt);
+    write_file(file, "<ppro_root first='1' second='2'><a/></ppro_root>");
+    int begun = 0;
+    EXPECT_TRUE(reads({[&](const PolicyNode& root) {
+                           ++begun;
+                           EXPECT_EQ(root.name, "ppro_root");
+                           EXPECT_TRUE(root.children.empty());
+                           EXPECT_EQ(root.first_attribute("first"), "1");
+                           EXPECT_EQ(root.first_attribute("second"), std::nullopt);
+                           EXPECT_EQ(root.attribute("second"), "2");
+                       },
+                       nullptr,
+                       [&](const PolicyNode&) {
+                           EXPECT_EQ(begun, 1);
+                           return Walk::on;
+                       }}));
+    EXPECT_EQ(begun, 1);
 }
 
 TEST_F(PolicyFile, ErrorLeftByEarlierWorkCountsUntilItIsReset)

@@ -101,12 +101,17 @@ class PproWithoutMemory : public PproFilesTest, public ::testing::WithParamInter
     void SetUp() override
     {
         PproFilesTest::SetUp();
-        write_file(kPolicyFile, "<!DOCTYPE ppro_root [<!ENTITY e \"text\">]><ppro_root>" +
-                                    node("/a", "ha", "1", kQualifier) + node("/b", "hb", "2", kQualifier) +
-                                    node("/c", "a&e;c", "3", kQualifier) +
-                                    node("/s", "hs", "4", "sm_status=\"1\"") + "</ppro_root>");
+        write_policy("<!DOCTYPE ppro_root [<!ENTITY e \"text\">]>", "a&e;c");
         write_file(kConfigurationFile, "action=kill\naction=log\n");
         write_file(kBlacklistFile, "/first\n/usr/bin/a\n");
+    }
+
+    static void write_policy(const std::string& type, const std::string& third_hash)
+    {
+        write_file(kPolicyFile, type + "<ppro_root>" + node("/a", "ha", "1", kQualifier) +
+                                    node("/b", "hb", "2", kQualifier) +
+                                    node("/c", third_hash, "3", kQualifier) +
+                                    node("/s", "hs", "4", "sm_status=\"1\"") + "</ppro_root>");
     }
 };
 
@@ -119,6 +124,14 @@ TEST_P(PproWithoutMemory, FailsOrDoesItsWorkAtEachRefusal)
 
 TEST_P(PproWithoutMemory, FailsOrDoesItsWorkWhenMemoryStaysOut)
 {
+    EXPECT_GT(refuse_each(GetParam(), true), 0);
+}
+
+/// Which is read without a tree.
+TEST_P(PproWithoutMemory, FailsOrDoesItsWorkInAnOrdinaryPolicy)
+{
+    write_policy("", "atextc");
+    EXPECT_GT(refuse_each(GetParam(), false), 0);
     EXPECT_GT(refuse_each(GetParam(), true), 0);
 }
 
