@@ -66,8 +66,11 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
     constexpr const RuleKind& kind = kKindOf<Record>;
     Malloced<Record> record;
     const auto look_at = [&](const PolicyNode& node) {
+        if (identity_of(node, kind) != identity) {
+            return Walk::on; // as nearly every node is, whose children then need not be looked through
+        }
         const std::optional<Rule> rule = rule_of(node, kind);
-        if (!rule || rule->identity != identity || !names_fit<Record>(*rule)) {
+        if (!rule || !names_fit<Record>(*rule)) {
             return Walk::on;
         }
         if (is_complete(*rule, kind)) {

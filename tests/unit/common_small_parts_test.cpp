@@ -9,9 +9,12 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace tresk::test {
 
@@ -123,6 +126,77 @@ TEST(RecordArray, RunsOutOfMemoryAsAnException)
 }
 
 #endif
+
+/// An entry as the readers of policies keep them.
+struct Pair {
+    std::string_view name;
+    NodeText number;
+};
+
+template <class Entry, class Visit>
+void for_each_text(Entry& pair, Visit visit)
+{
+    visit(pair.name);
+    visit(pair.number);
+}
+
+void fill_record(Record& record, const Pair& pair)
+{
+    set_text(record.name, pair.name);
+    record.number = pair.number ? std::stoi(std::string(*pair.number)) : -1;
+}
+
+TEST(PackedEntries, OutliveTheTextsThatTheyWereMadeOf)
+{
+    constexpr int kEntries = 5000; // more than a block of them
+    PackedEntries<Pair> entries;
+    for (int i = 0; i < kEntries; ++i) {
+        std::string name = "name " + std::to_string(i);
+        std::string number = std::to_string(i);
+        entries.append({name, i % 2 == 0 ? NodeText(number) : std::nullopt});
+        name.assign(name.size(), '!');
+        number.assign(number.size(), '!');
+    }
+    EXPECT_EQ(entries.size(), std::size_t{kEntries});
+    int count = -7;
+    const Malloced<Record> records(to_records<Record>(entries, &count, fill_record));
+    ASSERT_EQ(count, kEntries);
+    for (int i = 0; i < kEntries; ++i) {
+        EXPECT_EQ(records.get()[i].name, "name " + std::to_string(i));
+        EXPECT_EQ(records.get()[i].number, i % 2 == 0 ? i : -1);
+    }
+    EXPECT_EQ(entries.size(), 0U);
+}
+
+TEST(PackedEntries, HoldATextThatIsLongerThanABlock)
+{
+    const std::string text(100'000, 'x');
+    PackedEntries<Pair> entries;
+    entries.append({"short", std::nullopt});
+    entries.append({text, "5"});
+    std::vector<std::size_t> lengths;
+    entries.take_all([&](const Pair& pair) { lengths.push_back(pair.name.size()); });
+    EXPECT_EQ(lengths, (std::vector<std::size_t>{5, text.size()}));
+}
+
+TEST(PackedEntries, AreForgottenWhenCleared)
+{
+    PackedEntries<Pair> entries;
+    entries.append({"one", "1"});
+    entries.clear();
+    int count = -7;
+    EXPECT_EQ((to_records<Record>(entries, &count, fill_record)), nullptr);
+    EXPECT_EQ(count, 0);
+}
+
+TEST(MakeRecords, AreZeroedAlsoWhereTheirPagesAreAskedForAtOnce)
+{
+    for (const std::size_t number : {std::size_t{1}, std::size_t{3} << 18U}) {
+        const Malloced<Record> records = make_records<Record>(number);
+        const auto* bytes = reinterpret_cast<const char*>(records.get());
+        EXPECT_TRUE(std::all_of(bytes, bytes + number * sizeof(Record), [](char byte) { return byte == 0; }));
+    }
+}
 
 // --- descriptors ---
 
