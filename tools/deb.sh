@@ -12,6 +12,10 @@ readonly output="$PWD/build/deb"
 version=$(dpkg-parsechangelog -l packaging/debian/changelog -S Version)
 readonly version
 readonly source="tresk-extend-${version%-*}"
+readonly packages=(
+  libtresk-extend-dev libtresk-extend0 libtresk-extend0-dbgsym python3-tresk-extend tresk-development-framework
+  tresk-development-framework-dbgsym treskctl treskctl-dbgsym
+)
 
 # build_in FOLDER: the packages of a fresh copy of the tree, in FOLDER.
 build_in() {
@@ -27,6 +31,7 @@ build_in() {
 rm -rf "$output"
 mkdir -p "$output/first" "$output/second"
 build_in "$output/first"
+(cd "$output/first" && diff <(printf '%s\n' "${packages[@]}") <(printf '%s\n' *.deb | cut -d _ -f 1 | LC_ALL=C sort))
 if [ "${1:-}" != --once ]; then
   build_in "$output/second"
   for package in "$output"/first/*.deb; do

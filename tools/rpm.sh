@@ -14,8 +14,8 @@ version=$(sed -n 's/^Version: *//p' "$spec")
 readonly version
 SOURCE_DATE_EPOCH=$(tools/changelog_time.sh)
 export SOURCE_DATE_EPOCH
-options=()
-[ -f python/tresk_extend.py ] || options=(--without python)
+# (Debian's rpm runs this script of bash with another shell.)
+readonly options=(--define "__brp_compress /bin/bash /usr/lib/rpm/brp-compress %{?_prefix}")
 
 # build_in FOLDER: the packages of a fresh copy of the tree, in FOLDER/RPMS.
 build_in() {
@@ -40,7 +40,8 @@ if [ "${1:-}" != --once ]; then
   echo "two builds: the same bytes"
 fi
 find "$output/first/RPMS" -name '*.rpm' -exec cp {} "$output/" \;
-rpmlint --strict --rpmlintrc packaging/rpm/tresk_extend.rpmlintrc "$spec" "$output"/*.rpm
+rpmlint --strict --config packaging/rpm/rpmlint.toml --rpmlintrc packaging/rpm/tresk_extend.rpmlintrc \
+  "$spec" "$output"/*.rpm
 for package in "$output"/*.rpm; do
   rpm2cpio "$package" | (cd "$output/unpacked" && cpio --quiet -idm)
 done
