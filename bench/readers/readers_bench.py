@@ -174,7 +174,7 @@ def measure_array(build, subject, runs):
     if subject == "ppro":
         times = calls.times(["yardstick", "ppro", "naive-ppro"], runs)
         row(f"all {ENTRIES} of ppro", "x yardstick", 1.15, median_ratio(times, subject, "yardstick"))
-        row(f"all {ENTRIES} of ppro", "x naive", 0.5, median_ratio(times, subject, "naive-ppro"))
+        row(f"all {ENTRIES} of ppro, beside the naive", "x naive", 0.5, median_ratio(times, subject, "naive-ppro"))
         row(f"all {ENTRIES} of ppro, instructions", "x yardstick", 0.60,
             calls.instructions(subject) / calls.instructions("yardstick"))
     else:
