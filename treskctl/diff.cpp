@@ -68,9 +68,12 @@ std::optional<Documents> load_both(Run& run, const Sides& sides)
 
 Row row_of(const Difference& difference)
 {
-    Row row = {std::string(difference.change), std::string(difference.kind->name),
-               Value(),                        Value(),
-               difference.from,                difference.to};
+    Row row = {std::string(difference.change),
+               std::string(difference.kind->name),
+               Value(),
+               Value(),
+               difference.from,
+               difference.to};
     if (difference.entry != nullptr) {
         row[2] = name_of(*difference.kind, *difference.entry);
     }

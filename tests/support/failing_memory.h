@@ -57,8 +57,8 @@ struct Outcome {
     void* given = nullptr;
 };
 
-/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory, and a
-/// policy that is no ordinary one is read twice.
+/// libxml2's decompressing file reader leaves its two buffers behind where zlib's state finds no memory, and
+/// a policy that is no ordinary one is read twice.
 inline constexpr long kLeftByParser = 4;
 
 /// A function whose requests for memory are refused one after the other.
