@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "tests/faults/row.h"
+#include "tests/support/held_devices.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -8,39 +9,6 @@
 namespace tresk::test {
 
 namespace {
-
-type_record types[] = {{2, 1, 5}, {3, 13, 1}, {1, 1, 2}};
-pvid_record products[] = {{7, 3, 4, "", 2, ""}, {8, 5, 6, "", 1, ""}};
-netcard_record networks[] = {{"home", 1}, {"office", 1}};
-
-/// A copy of @records for the library to free.
-template <class Record, std::size_t N>
-Record* given(const Record (&records)[N], int* count)
-{
-    auto* copy = static_cast<Record*>(std::malloc(sizeof(records)));
-    *count = copy == nullptr ? -1 : static_cast<int>(N); // -1: as a scene library without memory answers
-    if (copy != nullptr) {
-        std::copy(std::begin(records), std::end(records), copy);
-    }
-    return copy;
-}
-
-/// Whether the scene library gave its products when it was last asked: a listing of all lacks them else.
-bool products_given = false;
-
-void hold_policies()
-{
-    framework().device_types = [](int* count) { return given(types, count); };
-    framework().device_pvids = [](int* count) {
-        pvid_record* records = given(products, count);
-        products_given = records != nullptr;
-        return records;
-    };
-    framework().wireless_networks = [](int* count) {
-        *count = 2;
-        return networks;
-    };
-}
 
 Came all_policies()
 {

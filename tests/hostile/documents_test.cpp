@@ -37,6 +37,7 @@
 #include <string_view>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace tresk::test {
@@ -796,13 +797,7 @@ constexpr const char* kErrors = "/data/errors";
     write_to(kOutput, STDOUT_FILENO);
     write_to(kErrors, STDERR_FILENO);
     ::setenv("PATH", kTools, 1);
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    ::execv(pointers.front(), pointers.data());
-    ::_exit(127);
+    become(std::move(words));
 }
 
 /// Where a control character begins, or a mark that turns or hides a part of a line.

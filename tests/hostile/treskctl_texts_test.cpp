@@ -21,6 +21,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tresk::test {
@@ -184,13 +185,7 @@ void redirect(const char* file, int stream, int flags)
     redirect(kErrors, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
     fs::current_path(kWorkingFolder);
     ::setenv("PATH", kTools, 1);
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    ::execv(pointers.front(), pointers.data());
-    ::_exit(127);
+    become(std::move(words));
 }
 
 std::string state_folder()

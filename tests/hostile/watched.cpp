@@ -360,4 +360,16 @@ Watched watch(const std::function<void()>& body, const Limits& limits)
     return watched;
 }
 
+void become(Words words)
+{
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    ::execv(pointers.front(), pointers.data());
+    constexpr int kNotFound = 127;
+    ::_exit(kNotFound);
+}
+
 } // namespace tresk::test

@@ -39,6 +39,9 @@ struct Limits {
 /// report.
 Watched watch(const std::function<void()>& body, const Limits& limits = {});
 
+/// The calling process becomes the program @words, or ends with a shell's status for one that is not there.
+[[noreturn]] void become(Words words);
+
 } // namespace tresk::test
 
 #endif

@@ -4,6 +4,7 @@
 // it gives its failure value and leaves the outputs alone, or does its whole work all the same; and it leaks
 // nothing.
 #include "tests/support/failing_memory.h"
+#include "tests/support/held_devices.h"
 #include "tests/unit/devctl_history.h"
 
 #include <cerrno>
@@ -13,42 +14,6 @@
 namespace tresk::test {
 
 namespace {
-
-/// What the scene holds.
-type_record types[] = {{2, 1, 5}, {3, 13, 1}, {1, 1, 2}};
-pvid_record products[] = {{7, 3, 4, "", 2, ""}, {8, 5, 6, "", 1, ""}};
-netcard_record networks[] = {{"home", 1}, {"office", 1}};
-
-/// A copy of @records for the library to free.
-template <class Record, std::size_t N>
-Record* given(const Record (&records)[N], int* count)
-{
-    *count = N;
-    auto* copy = static_cast<Record*>(std::malloc(sizeof(records)));
-    if (copy == nullptr) {
-        *count = -1; // as a scene library without memory answers
-        return nullptr;
-    }
-    std::copy(std::begin(records), std::end(records), copy);
-    return copy;
-}
-
-/// Whether the scene library gave its products when it was last asked.
-bool products_given = false;
-
-void hold_policies()
-{
-    framework().device_types = [](int* count) { return given(types, count); };
-    framework().device_pvids = [](int* count) {
-        pvid_record* records = given(products, count);
-        products_given = records != nullptr;
-        return records;
-    };
-    framework().wireless_networks = [](int* count) {
-        *count = 2;
-        return networks;
-    };
-}
 
 template <class Record>
 Outcome listed(Record* (*function)(int*), int (*expected)(), bool (*is_last)(const Record&))
