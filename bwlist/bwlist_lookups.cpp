@@ -31,14 +31,16 @@ constexpr int kUnite = 3;
 /// In that mode, the name of the white and the black list together.
 constexpr std::string_view kBothLists = "bwlist";
 
+constexpr char kPackage[] = "rpm_name";
+
 constexpr int kFailed = -1;
 constexpr int kWhiteListed = 2;
 constexpr int kNotWhiteListed = 3;
 
 using Match = std::function<bool(const PolicyNode&)>;
 
-/// Whether a package entry of @list matches.
-bool finds(std::string_view list, const Match& matches)
+/// Whether an entry of @package in @list matches.
+bool finds(std::string_view list, std::string_view package, const Match& matches)
 {
     bool found = false;
     const auto enter = [list](const PolicyNode& group) {
@@ -48,22 +50,23 @@ bool finds(std::string_view list, const Match& matches)
     const bool read = read_policy(kFormat, kPolicyFile, nullptr,
                                   {[&](const PolicyNode& /*root*/) { found = false; }, enter,
                                    [&](const PolicyNode& node) {
-                                       found = node.is_element("tresk_node") && matches(node);
+                                       found = node.is_element("tresk_node") &&
+                                               node.attribute(kPackage) == package && matches(node);
                                        return found ? Walk::stop : Walk::on;
-                                   }});
+                                   },
+                                   only_with(kPackage, package)});
     return read && found;
 }
 
 bool finds_of_any_source(std::string_view list, std::string_view package)
 {
-    return finds(list, [package](const PolicyNode& node) { return node.attribute("rpm_name") == package; });
+    return finds(list, package, [](const PolicyNode& /*node*/) { return true; });
 }
 
 bool finds_of_source(std::string_view list, std::string_view package, int type, std::string_view name)
 {
-    return finds(list, [&, type_text = source_type_text(type)](const PolicyNode& node) {
-        return node.attribute("rpm_name") == package &&
-               node.attribute("data_source_type") == std::string_view(type_text.data()) &&
+    return finds(list, package, [&, type_text = source_type_text(type)](const PolicyNode& node) {
+        return node.attribute("data_source_type") == std::string_view(type_text.data()) &&
                node.attribute("data_source_name") == name;
     });
 }

@@ -163,6 +163,7 @@ class EventWalk {
     [[nodiscard]] bool was_usual(const xmlParserCtxt& parser) const;
 
     void start_element(const xmlChar* name, std::size_t attributes, Attributes values);
+    [[nodiscard]] bool is_left_out(std::size_t attributes, Attributes values) const;
     void start_outer_element(std::size_t depth, const xmlChar* name, std::size_t attributes,
                              Attributes values);
     void start_root();
@@ -186,19 +187,20 @@ class EventWalk {
     {
         if (bytes <= most) {
             short_texts_ += bytes + 1;
-            unusual_ = unusual_ || short_texts_ > kMostShortTexts;
         }
     }
 
     XmlParser parser_ = new_parser();
     const char* root_;
     const PolicyWalk& reader_;
-    std::size_t node_depth_; ///< elements around a node
+    std::size_t node_depth_;                   ///< elements around a node
+    const xmlChar* sieve_attribute_ = nullptr; ///< the parser's own copy of the name, by which it is known
 
     std::size_t depth_ = 0; ///< elements open
     bool right_root_ = false;
     bool inside_ = false; ///< of the root or of a group that was entered
     bool stopped_ = false;
+    bool left_out_ = false; ///< the node that is open
     bool unusual_ = false;
     std::exception_ptr thrown_;
 
@@ -270,12 +272,16 @@ void EventWalk::take_over(xmlParserCtxt& parser)
     handlers.reference = on_unusual;
     handlers.getEntity = on_entity;
     parser.userData = this;
+    if (reader_.sieve.attribute != nullptr) {
+        sieve_attribute_ = xmlDictLookup(parser.dict, to_xml(reader_.sieve.attribute), -1);
+    }
 }
 
 bool EventWalk::was_usual(const xmlParserCtxt& parser) const
 {
     return !unusual_ && is_utf8(parser) && parser.wellFormed == 1 && parser.errNo == XML_ERR_OK &&
-           !xml_error_is_left() && xmlDictGetUsage(parser.dict) <= kMostNames;
+           !xml_error_is_left() && xmlDictGetUsage(parser.dict) <= kMostNames &&
+           short_texts_ <= kMostShortTexts;
 }
 
 Walked EventWalk::over(const char* file)
@@ -309,6 +315,9 @@ void EventWalk::start_element(const xmlChar* name, std::size_t attributes, Attri
         unusual_ = unusual_ || one[1] != nullptr;
         count_short_text(static_cast<std::size_t>(one[4] - one[3]), kShortText);
     }
+    if (left_out_) {
+        return;
+    }
     if (depth <= node_depth_) {
         start_outer_element(depth, name, attributes, values);
     } else if (depth == node_depth_ + 1 && is_walking()) {
@@ -317,10 +326,29 @@ void EventWalk::start_element(const xmlChar* name, std::size_t attributes, Attri
     }
 }
 
+/// A value that the parser copied, and so ended with a NUL, is not looked into here.
+bool EventWalk::is_left_out(std::size_t attributes, Attributes values) const
+{
+    if (sieve_attribute_ == nullptr) {
+        return false;
+    }
+    for (std::size_t i = 0; i < attributes; ++i) {
+        const Attributes one = values + kAttributeParts * i;
+        if (one[0] == sieve_attribute_) {
+            return *one[4] != '\0' && !reader_.sieve.passes(view_of(one[3], one[4]));
+        }
+    }
+    return false;
+}
+
 void EventWalk::start_outer_element(std::size_t depth, const xmlChar* name, std::size_t attributes,
                                     Attributes values)
 {
     if (stopped_ || (depth == node_depth_ && !inside_)) {
+        return;
+    }
+    if (depth == node_depth_ && is_left_out(attributes, values)) {
+        left_out_ = true;
         return;
     }
     read_head(name, attributes, values);
@@ -355,6 +383,11 @@ void EventWalk::start_group()
 
 void EventWalk::end_element()
 {
+    if (left_out_) {
+        run_ = 0;
+        left_out_ = --depth_ != node_depth_;
+        return;
+    }
     end_text_run();
     --depth_;
     if (!is_walking()) {
@@ -377,6 +410,9 @@ void EventWalk::add_text(std::string_view text)
     run_ += text.size();
     count_short_text(text.size(), !text.empty() && is_blank(text.front()) ? kShortBlanks : kShortText);
     unusual_ = unusual_ || run_ > kLongestRun;
+    if (left_out_) {
+        return;
+    }
     if (depth_ <= node_depth_ || !is_walking()) {
         return;
     }
@@ -390,7 +426,7 @@ void EventWalk::add_text(std::string_view text)
 void EventWalk::add_other(NodeKind kind)
 {
     end_text_run();
-    if (!is_walking()) {
+    if (!is_walking() || left_out_) {
         return;
     }
     if (depth_ == node_depth_) {

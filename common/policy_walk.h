@@ -7,6 +7,7 @@
 #include "common/policy_node.h"
 
 #include <functional>
+#include <string_view>
 
 namespace tresk {
 
@@ -15,6 +16,18 @@ enum class Walk { on, stop };
 
 /// A reader's answer to the head of a group of nodes.
 enum class Group { enter, pass, stop };
+
+/// Tells from one attribute which nodes a reader has no use for, so that a source need not make them up.
+struct NodeSieve {
+    const char* attribute = nullptr; ///< null: every node is of use
+    std::function<bool(std::string_view text)> passes;
+};
+
+/// Lets through the nodes whose @attribute has the text @wanted, which has to outlive the sieve.
+inline NodeSieve only_with(const char* attribute, std::string_view wanted)
+{
+    return {attribute, [wanted](std::string_view text) { return text == wanted; }};
+}
 
 /// What a reader does with a policy. It may throw.
 struct PolicyWalk {
@@ -27,6 +40,9 @@ struct PolicyWalk {
     /// Handed the nodes, of every kind and in document order: the root's children, or those of the groups
     /// that were entered. A stop of either ends the walk.
     std::function<Walk(const PolicyNode& node)> node;
+    /// A source may leave out elements whose attribute does not pass; it hands out those without the
+    /// attribute, and any others that it likes, so that the reader's own rules hold without the sieve.
+    NodeSieve sieve = {};
 };
 
 /// What became of a walk.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 namespace tresk::netctl {
 
@@ -80,7 +81,8 @@ UserFilter filter_for(std::int32_t uid)
 }
 
 bool read_nodes_of(const char* file, const char* function, const UserFilter& filter,
-                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit)
+                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit,
+                   NodeSieve sieve)
 {
     bool filter_met = false;
     const auto start = [&](const PolicyNode& /*root*/) {
@@ -98,7 +100,7 @@ bool read_nodes_of(const char* file, const char* function, const UserFilter& fil
         filter_met = filter.has_value();
         return Group::enter;
     };
-    return read_policy(kFormat, file, function, {start, enter, visit});
+    return read_policy(kFormat, file, function, {start, enter, visit, std::move(sieve)});
 }
 
 } // namespace tresk::netctl

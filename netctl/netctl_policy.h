@@ -43,8 +43,8 @@ inline constexpr PolicyFormat kFormat = {
 /// What tells the nodes of one file from the other's.
 struct RuleKind {
     const char* file;
-    std::string_view identity; ///< the attribute that names a node
-    bool has_hash;             ///< whether a node needs one
+    const char* identity; ///< the attribute that names a node
+    bool has_hash;        ///< whether a node needs one
 };
 
 inline constexpr RuleKind kPrograms = {"/etc/tresk/netctl/netctl.xml", "path", true};
@@ -94,7 +94,8 @@ UserFilter filter_for(std::int32_t uid);
 /// document order, until it answers stop. Of several elements for the filter's user only the first is read.
 /// @begin comes before the first node, and again where all of them come once more.
 bool read_nodes_of(const char* file, const char* function, const UserFilter& filter,
-                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit);
+                   const std::function<void()>& begin, const std::function<Walk(const PolicyNode&)>& visit,
+                   NodeSieve sieve = {});
 
 } // namespace tresk::netctl
 

@@ -67,7 +67,7 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
     Malloced<Record> record;
     const auto look_at = [&](const PolicyNode& node) {
         if (identity_of(node, kind) != identity) {
-            return Walk::on; // as nearly every node is, whose children then need not be looked through
+            return Walk::on;
         }
         const std::optional<Rule> rule = rule_of(node, kind);
         if (!rule || !names_fit<Record>(*rule)) {
@@ -80,7 +80,8 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
         return Walk::stop;
     };
     const bool read = read_nodes_of(
-        kind.file, function, filter_for(static_cast<std::int32_t>(uid)), [&] { record.reset(); }, look_at);
+        kind.file, function, filter_for(static_cast<std::int32_t>(uid)), [&] { record.reset(); }, look_at,
+        only_with(kind.identity, identity));
     return read ? record.release() : nullptr;
 }
 

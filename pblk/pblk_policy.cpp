@@ -18,7 +18,6 @@ static_assert(offsetof(pblk_node_info, hash) == 4096);
 namespace {
 
 constexpr std::string_view kNode = "pblk_node";
-constexpr std::string_view kPath = "path";
 constexpr std::string_view kHash = "hash";
 
 NodeText entry_path(const PolicyNode& node, const Acceptance& rules, const Wanted& wanted)

@@ -45,6 +45,8 @@ struct Acceptance {
     HashRule hash;
 };
 
+inline constexpr char kPath[] = "path"; ///< attribute
+
 /// What a reader was asked for; null and absent where its rules do not look at it.
 struct Wanted {
     Wanted() = default;

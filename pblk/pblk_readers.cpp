@@ -74,7 +74,8 @@ pblk_node_info* read_first(const Reader& reader, const Wanted& wanted)
         return Walk::stop;
     };
     const bool read = read_policy(kFormat, kPolicyFile, reader.function,
-                                  {[&](const PolicyNode& /*root*/) { record.reset(); }, nullptr, look_at});
+                                  {[&](const PolicyNode& /*root*/) { record.reset(); }, nullptr, look_at,
+                                   wanted.path ? only_with(kPath, *wanted.path) : NodeSieve()});
     return read ? record.release() : nullptr;
 }
 

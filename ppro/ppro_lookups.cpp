@@ -6,6 +6,7 @@
 //  left;
 //  - the count of a hash ends after the file's first node, unless the caller's counter is above 2 by then.
 #include "common/edge.h"
+#include "common/text.h"
 #include "ppro/ppro_policy.h"
 
 #include <algorithm>
@@ -83,11 +84,13 @@ bool check_in_sm(const char* hash)
 {
     bool found = false;
     const bool read = read_policy(kFormat, kPolicyFile, "tresk_ppro_check_in_sm",
-                                  {[&](const PolicyNode& /*root*/) { found = false; }, nullptr,
+                                  {[&](const PolicyNode& /*root*/) { found = false; },
+                                   nullptr,
                                    [&](const PolicyNode& node) {
                                        found = is_owned_by_sm(node, hash);
                                        return found ? Walk::stop : Walk::on;
-                                   }});
+                                   },
+                                   {kOwner, [](std::string_view owner) { return to_int32(owner) != 0; }}});
     return read && found;
 }
 

@@ -18,11 +18,9 @@ static_assert(offsetof(ppro_node_info, type) == 4164);
 
 namespace {
 
-constexpr std::string_view kPath = "path";
-
 Qualifier owner_of(const PolicyNode& node)
 {
-    return {node, "sm_status"};
+    return {node, kOwner};
 }
 
 bool has_source(const PolicyNode& node, const char* data_source)

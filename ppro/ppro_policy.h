@@ -32,6 +32,8 @@ void create_default(const char* file);
 inline constexpr PolicyFormat kFormat = {"ppro_root", kSource, kWrongRoot, create_default};
 
 inline constexpr std::string_view kNode = "ppro_node";
+inline constexpr char kPath[] = "path";       ///< attribute
+inline constexpr char kOwner[] = "sm_status"; ///< attribute
 inline constexpr std::string_view kHash = "hash";
 inline constexpr std::string_view kType = "type";
 

@@ -62,7 +62,8 @@ ppro_node_info* read_node_with_path(const char* function, const char* path, cons
                     {[&](const PolicyNode& /*root*/) { result.reset(); }, nullptr,
                      [&](const PolicyNode& node) {
                          return entry_path(node) == std::string_view(key) ? visit(node, result) : Walk::on;
-                     }});
+                     },
+                     only_with(kPath, key)});
     return read ? result.release() : nullptr;
 }
 

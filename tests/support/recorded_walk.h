@@ -7,22 +7,25 @@
 #include "common/policy_walk.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tresk::test {
 
 class RecordedWalk {
   public:
     /// Every node, or every node of every group.
-    explicit RecordedWalk(bool grouped)
+    explicit RecordedWalk(bool grouped, NodeSieve sieve = {})
         : reader_{[this](const PolicyNode& root) {
-                      text_.clear();
+                      lines_.clear();
                       add("root", root);
                   },
                   nullptr,
                   [this](const PolicyNode& node) {
                       add("node", node);
                       return Walk::on;
-                  }}
+                  },
+                  std::move(sieve)}
     {
         if (grouped) {
             reader_.group = [this](const PolicyNode& head) {
@@ -37,7 +40,17 @@ class RecordedWalk {
 
     [[nodiscard]] const PolicyWalk& reader() const { return reader_; }
 
-    [[nodiscard]] const std::string& text() const { return text_; }
+    /// One for the root, each group and each node.
+    [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
+
+    [[nodiscard]] std::string text() const
+    {
+        std::string text;
+        for (const std::string& line : lines_) {
+            text += line + "\n";
+        }
+        return text;
+    }
 
   private:
     static std::string shown(const NodeText& text)
@@ -47,20 +60,20 @@ class RecordedWalk {
 
     void add(const char* what, const PolicyNode& node)
     {
-        text_ += std::string(what) + " " + std::to_string(static_cast<int>(node.kind)) + " " +
-                 std::string(node.name);
+        std::string text = std::string(what) + " " + std::to_string(static_cast<int>(node.kind)) + " " +
+                           std::string(node.name);
         for (const PolicyAttribute& one : node.attributes) {
-            text_ += (one.written ? " @" : " default @") + std::string(one.name) + "=" + shown(one.value);
+            text += (one.written ? " @" : " default @") + std::string(one.name) + "=" + shown(one.value);
         }
         for (const PolicyChild& one : node.children) {
-            text_ += " /" + std::to_string(static_cast<int>(one.kind)) + " " + std::string(one.name) + "=" +
-                     shown(one.text);
+            text += " /" + std::to_string(static_cast<int>(one.kind)) + " " + std::string(one.name) + "=" +
+                    shown(one.text);
         }
-        text_ += "\n";
+        lines_.push_back(std::move(text));
     }
 
     PolicyWalk reader_;
-    std::string text_;
+    std::vector<std::string> lines_;
 };
 
 } // namespace tresk::test
