@@ -372,7 +372,7 @@ void EventWalk::start_root()
 
 void EventWalk::start_group()
 {
-    if (stopped_ || unusual_) {
+    if (unusual_) {
         return;
     }
     const KeptErrno kept;
@@ -409,11 +409,10 @@ void EventWalk::add_text(std::string_view text)
     const bool starts = run_ == 0;
     run_ += text.size();
     count_short_text(text.size(), !text.empty() && is_blank(text.front()) ? kShortBlanks : kShortText);
-    unusual_ = unusual_ || run_ > kLongestRun;
-    if (left_out_) {
-        return;
+    if (run_ > kLongestRun) {
+        unusual_ = true;
     }
-    if (depth_ <= node_depth_ || !is_walking()) {
+    if (left_out_ || depth_ <= node_depth_ || !is_walking()) {
         return;
     }
     if (depth_ > node_depth_ + 1) {

@@ -33,13 +33,13 @@ inline NodeSieve only_with(const char* attribute, std::string_view wanted)
 struct PolicyWalk {
     /// Handed the root without its children, before any node. It comes a second time where the nodes have to
     /// come once more from the first on: it forgets whatever came before.
-    std::function<void(const PolicyNode& root)> begin;
+    std::function<void(const PolicyNode& root)> begin = {};
     /// Handed the root's child elements, without their children, where the nodes stand in groups; null where
     /// the root's own children are the nodes.
-    std::function<Group(const PolicyNode& head)> group;
+    std::function<Group(const PolicyNode& head)> group = {};
     /// Handed the nodes, of every kind and in document order: the root's children, or those of the groups
     /// that were entered. A stop of either ends the walk.
-    std::function<Walk(const PolicyNode& node)> node;
+    std::function<Walk(const PolicyNode& node)> node = {};
     /// A source may leave out elements whose attribute does not pass; it hands out those without the
     /// attribute, and any others that it likes, so that the reader's own rules hold without the sieve.
     NodeSieve sieve = {};

@@ -90,9 +90,8 @@ void BusConnection::hang_up() noexcept
     GIOStream* stream = g_dbus_connection_get_stream(connection_.get());
     if (G_IS_SOCKET_CONNECTION(stream)) {
         GSocket* socket = g_socket_connection_get_socket(G_SOCKET_CONNECTION(stream));
-        if (g_socket_shutdown(socket, TRUE, TRUE, nullptr) != FALSE) {
-            context_.wait_until_closed(connection_.get(), kHangUpMilliseconds);
-        }
+        g_socket_shutdown(socket, TRUE, TRUE, nullptr);
+        context_.wait_until_closed(connection_.get(), kHangUpMilliseconds);
     }
 }
 

@@ -93,14 +93,16 @@ bool is_remote(const GError* error)
 
 int handle_remote(GError* error)
 {
-    const Handle<char, ::g_free> name(g_dbus_error_get_remote_error(error));
+    const Handle<char, ::g_free> given_name(g_dbus_error_get_remote_error(error));
+    // A message can begin as a remote error's does and go on without a name.
+    const char* name = given_name ? given_name.get() : "";
     g_dbus_error_strip_remote_error(error);
-    if (name.get() == kOk) {
+    if (name == kOk) {
         return TRESK_SUCCESS;
     }
-    const ErrorRow& row = row_of(name.get());
+    const ErrorRow& row = row_of(name);
     if (has_text(error)) {
-        log_error(kDbusSource, nullptr, "%s: %s\n", name.get(), error->message);
+        log_error(kDbusSource, nullptr, "%s: %s\n", name, error->message);
         record(row, error->message);
     }
     return row.code;

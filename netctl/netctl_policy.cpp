@@ -44,14 +44,9 @@ void create_default(const char* file)
     create_default_policy(file, {kFormat.root, kUserDistinction, setting});
 }
 
-NodeText identity_of(const PolicyNode& node, const RuleKind& kind)
-{
-    return node.is_element(kNode) ? node.first_attribute(kind.identity) : std::nullopt;
-}
-
 std::optional<Rule> rule_of(const PolicyNode& node, const RuleKind& kind)
 {
-    const NodeText identity = identity_of(node, kind);
+    const NodeText identity = node.is_element(kNode) ? node.first_attribute(kind.identity) : std::nullopt;
     if (!identity) {
         return std::nullopt;
     }

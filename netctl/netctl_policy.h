@@ -72,9 +72,6 @@ void for_each_text(Rule& rule, Visit visit)
     }
 }
 
-/// What a node of @kind is named by; absent where the node is none.
-NodeText identity_of(const PolicyNode& node, const RuleKind& kind);
-
 /// The node's texts; absent where the node is none of @kind.
 std::optional<Rule> rule_of(const PolicyNode& node, const RuleKind& kind);
 

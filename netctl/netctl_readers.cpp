@@ -66,11 +66,8 @@ Record* read_one(const char* function, std::uint32_t uid, const char* identity)
     constexpr const RuleKind& kind = kKindOf<Record>;
     Malloced<Record> record;
     const auto look_at = [&](const PolicyNode& node) {
-        if (identity_of(node, kind) != identity) {
-            return Walk::on;
-        }
         const std::optional<Rule> rule = rule_of(node, kind);
-        if (!rule || !names_fit<Record>(*rule)) {
+        if (!rule || rule->identity != identity || !names_fit<Record>(*rule)) {
             return Walk::on;
         }
         if (is_complete(*rule, kind)) {

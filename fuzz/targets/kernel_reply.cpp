@@ -61,9 +61,8 @@ const std::array kNotifications = {
                      return tresk_kmod_communicate_with_kernel_sm(type, text.c_str());
                  },
                  text_content},
-    // Its guarded type would ask the policy.
     Notification{[](std::uint32_t type, const std::string& text, std::uint32_t /*value*/) {
-                     return tresk_pblk_communicate_with_kernel(type == 20 ? 21 : type, text.c_str());
+                     return tresk_pblk_communicate_with_kernel(type, text.c_str());
                  },
                  [](const std::string& text, std::uint32_t /*value*/) { return text.substr(0, 65); }},
 };
@@ -145,8 +144,9 @@ void run(std::string_view input)
     const std::string text = pieces.text();
     fake_channel().answer = pieces.rest();
     const std::string content = notification.content(text, value);
-    // Message type 8 of modules asks for a permission that there is none of; more than fits ends the process.
-    if (type == 8 || content.size() > kPayloadBytes) {
+    // Message type 8 of modules asks for a permission that there is none of, and type 20 of process blocking
+    // asks the policy; more than fits ends the process.
+    if (type == 8 || type == 20 || content.size() > kPayloadBytes) {
         return;
     }
     const int result = notification.send(type, text, value);

@@ -83,11 +83,24 @@ void check_user(std::int32_t uid)
 }
 
 /// What is wrong with an entry that the library leaves out.
+bool is_missing_program(const ctl::Problem& problem)
+{
+    return problem.text.starts_with("there is no file");
+}
+
 bool names_missing_program(const ctl::Reading& reading, const ctl::Entry& entry)
 {
     return std::any_of(reading.problems.begin(), reading.problems.end(), [&](const ctl::Problem& problem) {
         return problem.place.line == entry.place.line && problem.place.column == entry.place.column &&
-               problem.text.starts_with("there is no file");
+               is_missing_program(problem);
+    });
+}
+
+/// A damaged file can leave a line alone for a place, which other entries of the line have as well.
+bool tells_whose_program_is_missing(const ctl::Reading& reading)
+{
+    return std::none_of(reading.problems.begin(), reading.problems.end(), [](const ctl::Problem& problem) {
+        return problem.place.column == 0 && is_missing_program(problem);
     });
 }
 
@@ -124,7 +137,8 @@ void run(std::string_view input)
         user_distinguish = distinguished;
         check_user(user_of(input.size())); // every reading parses the file again
         const ctl::Reading reading = ctl::pkg_kind().read("");
-        if (!reading.failure && !input.empty() && reading.per_user == (distinguished != 0)) {
+        if (!reading.failure && !input.empty() && reading.per_user == (distinguished != 0) &&
+            tells_whose_program_is_missing(reading)) {
             compare_with_own_reading(reading, user_of(input.size()));
             compare_with_own_reading(reading, user_of(input.size() + 1));
         }

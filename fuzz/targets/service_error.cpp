@@ -75,13 +75,34 @@ void check_remote(Pieces& pieces, bool with_body)
     }
 }
 
+/// What begins as a remote error and has no name fails like one with an unknown name.
+void check_nameless(GError* error)
+{
+    const std::string message = error->message;
+    TRESK_REQUIRE(handling_dbus_error(error) == kServiceFailed);
+    require_record("", message);
+}
+
 /// What GLib itself has to say, and what no function of its answers.
 void check_other(Pieces& pieces)
 {
     const std::string message = pieces.text();
     const OwnedError error(g_error_new_literal(G_IO_ERROR, pieces.byte(), message.c_str()));
-    TRESK_REQUIRE(handling_dbus_error(pieces.byte() == 0 ? error.get() : nullptr) == kServiceFailed);
-    require_no_reply();
+    if (pieces.byte() != 0) {
+        TRESK_REQUIRE(handling_dbus_error(nullptr) == kServiceFailed);
+        require_no_reply();
+        return;
+    }
+    const Handle<char, ::g_free> name(g_dbus_error_get_remote_error(error.get()));
+    if (name) {
+        return; // as good as one from the bus
+    }
+    if (g_dbus_error_is_remote_error(error.get()) != FALSE) {
+        check_nameless(error.get());
+    } else {
+        TRESK_REQUIRE(handling_dbus_error(error.get()) == kServiceFailed);
+        require_no_reply();
+    }
 }
 
 } // namespace

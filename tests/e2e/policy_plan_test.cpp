@@ -254,6 +254,20 @@ TEST(FittedPolicyDocument, ARelativePathIsRefused)
     EXPECT_THAT(messages(failures), ElementsAre("a.json:7: ppro: the path \"bin/cat\" is not absolute"));
 }
 
+TEST(FittedPolicyDocument, WhatItsKindRefusesIsRefusedAtItsPlace)
+{
+    Entry device{Row(device_kind().fields.size()), {"a.json", 11, 0}, {}};
+    for (const char* unset : {"vendor", "product"}) {
+        device.values[index_of(device_kind(), unset)] = "";
+    }
+    device.values[index_of(device_kind(), "type")] = std::int64_t{17};
+    std::vector<Failure> failures;
+
+    (void)fitted({{{&device_kind(), {device}}}}, {{&device_kind(), Reading()}}, failures);
+
+    EXPECT_THAT(messages(failures), ElementsAre("a.json:11: device: there are no policies for a type 17"));
+}
+
 TEST(FittedPolicyDocument, UsersPlayNoPartWhileTheyAreNotDistinguished)
 {
     const Document document = {{{&netctl_kind(), {netctl("/a", std::int64_t{1000})}}}};

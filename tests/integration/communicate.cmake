@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 # The kernel channel over real netlink sockets, against a peer that the tests script. System calls and
-# get_tid() are watched by wrapping them where the library's objects refer to them.
+# get_tid() are watched by wrapping them where the library's objects refer to them. Each process finds out
+# about the kernel once, so that tests stay apart.
 function(tresk_add_channel_tests name)
   tresk_add_tests(NAME ${name}
     SOURCES ${ARGN} communicate_system_calls.cpp
     LIBRARIES tresk_extend_objects framework_double test_support standin_kernel_peer
-    SANDBOX --no-bus --no-kernel --kernel-protocol 27)
+    SANDBOX --no-bus --no-kernel --kernel-protocol 27
+    APART)
   add_dependencies(${name} standin_netlink)
   foreach(function calloc get_tid popen recvfrom setsockopt socket)
     target_link_options(${name} PRIVATE -Wl,--wrap=${function})

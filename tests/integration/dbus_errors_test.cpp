@@ -208,6 +208,14 @@ TEST_F(HandlingDbusError, MapsAnErrorNameThatGLibKnowsItself)
     EXPECT_EQ(only_error().text, "gone");
 }
 
+TEST_F(HandlingDbusError, TakesARemoteErrorWithoutANameAsOneOfAnUnknownName)
+{
+    const Error error(g_error_new_literal(G_IO_ERROR, G_IO_ERROR_DBUS_ERROR, "GDBus.Error:no name here"));
+    EXPECT_EQ(handling_dbus_error(error.get()), -1011);
+    EXPECT_EQ(only_log().text, ": GDBus.Error:no name here\n");
+    EXPECT_EQ(only_error().text, "GDBus.Error:no name here");
+}
+
 TEST_F(HandlingDbusError, TakesNoErrorAsInterfaceError)
 {
     EXPECT_EQ(handling_dbus_error(nullptr), -1011);

@@ -206,6 +206,8 @@ const std::vector<Document>& unusual()
         {"LongName", "<ppro_root><" + text_of(50'001) + "/></ppro_root>"},
         {"LongAttributeName", "<ppro_root><a " + text_of(50'001) + "='1'/></ppro_root>"},
         {"LargeNode", node("<hash>" + text_of(70'000) + "</hash>")},
+        {"LargeRoot", "<ppro_root p='" + text_of(70'000) + "'><a/></ppro_root>"},
+        {"LargeAttributeBeforeAnAmpersand", "<ppro_root><a p='" + text_of(70'000) + "&amp;'/></ppro_root>"},
         {"LargeAttribute", "<ppro_root><a p='" + text_of(70'000) + "'/></ppro_root>"},
         {"HugeText", node("<hash>" + text_of(10'000'001) + "</hash>")},
         {"HugeTextBesideNodes", "<ppro_root>" + text_of(10'000'001) + "</ppro_root>"},

@@ -15,7 +15,8 @@ tresk_add_tests(NAME unit_devctl_history
     ${CMAKE_CURRENT_LIST_DIR}/devctl_history_columns_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/devctl_history_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support
-  SANDBOX --no-bus --no-kernel)
+  SANDBOX --no-bus --no-kernel
+  APART)
 
 if(TARGET failing_memory)
   tresk_add_tests(NAME unit_devctl_memory

@@ -40,7 +40,15 @@ KindEntries fitted_entries(const KindEntries& wanted, const Reading& machine, st
                  "Nothing was done. A path of a document begins with \"/\"."});
             continue;
         }
-        kind.normalise(fitting, machine);
+        try {
+            kind.normalise(fitting, machine);
+        } catch (const WrongUsage& refusal) {
+            failures.push_back({Cause::Policy,
+                                std::string(kind.name) + ": " + refusal.what(),
+                                {},
+                                text_of(entry.place),
+                                "Nothing was done."});
+        }
     }
     return entries;
 }
