@@ -5,7 +5,6 @@ namespace tresk {
 
 namespace {
 
-constexpr guint kHangUpMilliseconds = 100;
 constexpr int kReleaseAttempts = 1000;
 constexpr gulong kReleasePauseMicroseconds = 100;
 
@@ -40,12 +39,6 @@ class WeakReference {
     GWeakRef reference_{};
 };
 
-gboolean note_time_is_up(gpointer is_up)
-{
-    *static_cast<bool*>(is_up) = true;
-    return G_SOURCE_REMOVE;
-}
-
 } // namespace
 
 PrivateContext::PrivateContext() : context_(g_main_context_new())
@@ -64,44 +57,21 @@ void PrivateContext::drain() noexcept
     }
 }
 
-void PrivateContext::wait_until_closed(GDBusConnection* connection, guint milliseconds) noexcept
-{
-    bool time_is_up = false;
-    const Handle<GSource, ::g_source_unref> clock(g_timeout_source_new(milliseconds));
-    g_source_set_callback(clock.get(), note_time_is_up, &time_is_up, nullptr);
-    g_source_attach(clock.get(), context_.get());
-    while (!time_is_up && g_dbus_connection_is_closed(connection) == FALSE) {
-        g_main_context_iteration(context_.get(), TRUE);
-    }
-    g_source_destroy(clock.get());
-}
-
 BusConnection::BusConnection(GError** error)
     : connection_(new_connection(error)),
       connected_(connection_ && g_initable_init(G_INITABLE(connection_.get()), nullptr, error) != FALSE)
 {
 }
 
-/// A connection that is let go of while GDBus's own thread watches its socket has that watch cancelled from
-/// here, and GLib loses a watch that ends during its cancellation: some 400 bytes at one call in a hundred.
-/// So the socket is shut down first, the watch ends by itself, and nothing is left to cancel.
-void BusConnection::hang_up() noexcept
-{
-    GIOStream* stream = g_dbus_connection_get_stream(connection_.get());
-    if (G_IS_SOCKET_CONNECTION(stream)) {
-        GSocket* socket = g_socket_connection_get_socket(G_SOCKET_CONNECTION(stream));
-        g_socket_shutdown(socket, TRUE, TRUE, nullptr);
-        context_.wait_until_closed(connection_.get(), kHangUpMilliseconds);
-    }
-}
-
 /// GDBus's own thread may hold the connection at this moment, to tell our context that the bus went away.
 /// That news keeps the connection alive, and the connection our context, so it is waited for.
+///
+/// The release cancels the watch of the socket, and GLib loses a watch that ends during its cancellation:
+/// some 400 bytes at one connection in a hundred. Shutting the socket down before would end the watch in
+/// time, but GDBus may then tell the end once more, by an address at which the next call's connection stands
+/// by then.
 BusConnection::~BusConnection()
 {
-    if (connected_) {
-        hang_up();
-    }
     WeakReference connection(connection_.get());
     context_.drain();
     connection_.reset();

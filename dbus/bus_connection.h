@@ -35,9 +35,6 @@ class PrivateContext {
     /// Runs all that is pending, without waiting.
     void drain() noexcept;
 
-    /// Runs what comes until @connection, which was made under this context, is closed, or the time is over.
-    void wait_until_closed(GDBusConnection* connection, guint milliseconds) noexcept;
-
   private:
     Handle<GMainContext, ::g_main_context_unref> context_;
 };
@@ -56,8 +53,6 @@ class BusConnection {
     explicit operator bool() const noexcept { return connected_; }
 
   private:
-    void hang_up() noexcept;
-
     PrivateContext context_;
     Object<GDBusConnection> connection_; ///< also where connecting failed: it is then not yet let go of
     bool connected_;

@@ -68,9 +68,9 @@ constexpr KnownLeak kKnownLeaks[] = {
 constexpr char kLostError[] = "Error setting socket nonblocking";
 constexpr long kLostErrorBlocks = 2;
 
-/// GLib may lose its watch of a connection that failed midway, in two blocks, where the calling thread is
-/// stopped for a moment on its way out of g_cancellable_cancel() while the bus thread ends that watch: a
-/// chance that a loaded machine gives. A connection that was made is hung up before, and loses nothing.
+/// GLib may lose its watch of a connection, in two blocks, where the calling thread is stopped for a moment
+/// on its way out of g_cancellable_cancel() while the bus thread ends that watch: a chance that a loaded
+/// machine gives.
 constexpr long kLostWatchBlocks = 2;
 
 // --- between a child and its parent ---

@@ -2,7 +2,6 @@
 //
 // The bus goes away: during a call, between two calls, under an application that has a connection of its own.
 // GLib's own answer to a lost system bus is SIGTERM to the process, which no call of the library may cause.
-#include "dbus/bus_connection.h"
 #include "tests/integration/dbus_fixture.h"
 
 #include <malloc.h>
@@ -336,18 +335,6 @@ TEST_F(ManyCalls, LeaveNoMemoryBehindOnASharedConnection)
 }
 
 #endif
-
-TEST_F(BusFaults, AConnectionThatStaysOpenIsWaitedForNoLongerThanSaid)
-{
-    constexpr std::chrono::milliseconds kPatience(20);
-    PrivateContext context;
-    const tresk::BusConnection open(nullptr);
-    ASSERT_TRUE(open);
-    const auto begin = std::chrono::steady_clock::now();
-    context.wait_until_closed(open.get(), static_cast<guint>(kPatience.count()));
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, kPatience);
-    EXPECT_FALSE(g_dbus_connection_is_closed(open.get()));
-}
 
 TEST_F(ManyCalls, LeaveNoDescriptorsAndThreadsBehind)
 {
