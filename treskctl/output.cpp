@@ -40,34 +40,9 @@ struct CellText {
     std::string operator()(const std::string& text) const { return text.empty() ? "\"\"" : printable(text); }
 };
 
-Cells cells_of(const Row& row)
+std::string cell_text(const Value& value)
 {
-    Cells cells;
-    std::ranges::transform(row, std::back_inserter(cells),
-                           [](const Value& value) { return std::visit(CellText{}, value); });
-    return cells;
-}
-
-std::vector<Cells> lines_of(const Table& table, bool legend)
-{
-    std::vector<Cells> lines;
-    lines.reserve(table.rows.size() + 1);
-    if (legend) {
-        std::ranges::transform(table.fields, std::back_inserter(lines.emplace_back()), title);
-    }
-    std::ranges::transform(table.rows, std::back_inserter(lines), cells_of);
-    return lines;
-}
-
-std::vector<std::size_t> widths_of(const std::vector<Cells>& lines)
-{
-    std::vector<std::size_t> widths(lines.front().size(), 0);
-    for (const Cells& line : lines) {
-        for (std::size_t column = 0; column < line.size(); ++column) {
-            widths[column] = std::max(widths[column], length_characters(line[column]));
-        }
-    }
-    return widths;
+    return std::visit(CellText{}, value);
 }
 
 /// The last column is not padded: no line ends in blanks.
@@ -78,25 +53,7 @@ std::string line_text(const Cells& line, const std::vector<std::size_t>& widths)
         const std::size_t padding = widths[column] + kGapCharacters - length_characters(line[column]);
         text += line[column] + std::string(padding, ' ');
     }
-    return text + line.back() + "\n";
-}
-
-std::string table_text(const Table& table, const Settings& settings)
-{
-    const std::vector<Cells> lines = lines_of(table, settings.legend);
-    if (lines.empty()) {
-        return "";
-    }
-    const std::vector<std::size_t> widths = widths_of(lines);
-    std::string text;
-    for (const Cells& line : lines) {
-        const bool emphasised = settings.colour && settings.legend && text.empty();
-        text += (emphasised ? kBold : "") + line_text(line, widths);
-        if (emphasised) {
-            text.insert(text.size() - 1, kPlain);
-        }
-    }
-    return text;
+    return text + line.back();
 }
 
 /// Where @field stands in the table: its JSON key or its title, in any case.
@@ -110,40 +67,90 @@ std::optional<std::size_t> find_column(const Table& table, const std::string& fi
     return std::nullopt;
 }
 
-/// The table with the wanted columns that it has.
-Table chosen_columns(const Table& table, const std::vector<std::string>& wanted)
-{
+/// A table and those of its columns that are wanted, in the order wanted.
+struct View {
+    const Table* table;
     std::vector<std::size_t> columns;
-    for (const std::string& field : wanted) {
+};
+
+View chosen_columns(const Table& table, const Settings& settings)
+{
+    View view{&table, {}};
+    for (const std::string& field : settings.columns.empty() ? table.fields : settings.columns) {
         if (const auto column = find_column(table, field)) {
-            columns.push_back(*column);
+            view.columns.push_back(*column);
         }
     }
-    Table chosen{table.name, {}, {}};
-    for (const std::size_t column : columns) {
-        chosen.fields.push_back(table.fields[column]);
+    return view;
+}
+
+/// The tables as the settings want them: a table without any of the wanted columns is left out.
+std::vector<View> chosen_tables(const Tables& tables, const Settings& settings)
+{
+    std::vector<View> chosen;
+    for (const Table* table : tables) {
+        chosen.push_back(chosen_columns(*table, settings));
     }
-    for (const Row& row : table.rows) {
-        Row& cells = chosen.rows.emplace_back();
-        for (const std::size_t column : columns) {
-            cells.push_back(row[column]);
-        }
+    if (!settings.columns.empty()) {
+        std::erase_if(chosen, [](const View& view) { return view.columns.empty(); });
     }
     return chosen;
 }
 
-/// The tables as the settings want them: a table without any of the wanted columns is left out.
-std::vector<Table> chosen_tables(const std::vector<Table>& tables, const Settings& settings)
+std::optional<Failure> for_each_row(const Table& table, const std::function<void(const Row&)>& take)
 {
-    if (settings.columns.empty()) {
-        return tables;
+    if (table.source) {
+        return table.source->each(take);
     }
-    std::vector<Table> chosen;
-    for (const Table& table : tables) {
-        chosen.push_back(chosen_columns(table, settings.columns));
+    std::ranges::for_each(table.rows, take);
+    return std::nullopt;
+}
+
+/// Of all columns, the title not looked at.
+std::vector<std::size_t> widths_of(const Table& table)
+{
+    if (table.source) {
+        return table.source->widths();
     }
-    std::erase_if(chosen, [](const Table& table) { return table.fields.empty(); });
-    return chosen;
+    std::vector<std::size_t> widths(table.fields.size(), 0);
+    for (const Row& row : table.rows) {
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            widths[column] = std::max(widths[column], width_of(row[column]));
+        }
+    }
+    return widths;
+}
+
+Cells titles_of(const View& view)
+{
+    Cells titles;
+    for (const std::size_t column : view.columns) {
+        titles.push_back(title(view.table->fields[column]));
+    }
+    return titles;
+}
+
+std::optional<Failure> write_table(const View& view, const Settings& settings, const TextSink& out)
+{
+    const std::vector<std::size_t> widest = widths_of(*view.table);
+    std::vector<std::size_t> widths;
+    for (const std::size_t column : view.columns) {
+        widths.push_back(widest[column]);
+    }
+    if (settings.legend) {
+        const Cells titles = titles_of(view);
+        for (std::size_t column = 0; column < titles.size(); ++column) {
+            widths[column] = std::max(widths[column], length_characters(titles[column]));
+        }
+        const std::string line = line_text(titles, widths);
+        out(settings.colour ? kBold + line + kPlain + "\n" : line + "\n");
+    }
+    Cells cells(view.columns.size());
+    return for_each_row(*view.table, [&](const Row& row) {
+        std::ranges::transform(view.columns, cells.begin(),
+                               [&row](std::size_t column) { return cell_text(row[column]); });
+        out(line_text(cells, widths) + "\n");
+    });
 }
 
 struct BareText {
@@ -169,54 +176,150 @@ struct AddField {
     void operator()(const std::string& text) const { add_text(object, key, text); }
 };
 
-Json row_object(const Table& table, const Row& row)
+Json row_object(const View& view, const Row& row)
 {
     Json object = Json::object();
-    for (std::size_t column = 0; column < row.size(); ++column) {
-        std::visit(AddField{object, table.fields[column]}, row[column]);
+    for (const std::size_t column : view.columns) {
+        std::visit(AddField{object, view.table->fields[column]}, row[column]);
     }
     return object;
 }
 
+/// The parts of a document as the whole document's text has them, which is never held as a whole.
+class JsonPieces {
+  public:
+    JsonPieces(const Settings& settings, const TextSink& out)
+        : short_(settings.form == Form::JsonShort), out_(out)
+    {
+    }
+
+    /// An object that more members follow.
+    void open(const Json& object)
+    {
+        const std::string text = text_of(object);
+        out_(text.substr(0, text.size() - end().size()));
+    }
+
+    void close() { out_(end() + "\n"); }
+
+    void open_array(const std::string& name)
+    {
+        out_(separator(1) + text_of(name) + (short_ ? ":[" : ": ["));
+        empty_ = true;
+    }
+
+    void add_element(const Json& element)
+    {
+        out_((empty_ ? line_start(2) : separator(2)) + indented(text_of(element), 2));
+        empty_ = false;
+    }
+
+    void close_array() { out_(empty_ ? "]" : line_start(1) + "]"); }
+
+  private:
+    static constexpr std::size_t kIndent = 2;
+
+    [[nodiscard]] std::string end() const { return line_start(0) + "}"; }
+
+    [[nodiscard]] std::string line_start(std::size_t depth) const
+    {
+        return short_ ? "" : "\n" + std::string(depth * kIndent, ' ');
+    }
+
+    [[nodiscard]] std::string separator(std::size_t depth) const { return "," + line_start(depth); }
+
+    [[nodiscard]] std::string text_of(const Json& value) const
+    {
+        constexpr int one_line = -1;
+        return printable_json(value.dump(short_ ? one_line : static_cast<int>(kIndent), ' ', false,
+                                         Json::error_handler_t::replace));
+    }
+
+    /// In texts there are no line feeds: each begins a line of the document.
+    [[nodiscard]] std::string indented(const std::string& text, std::size_t depth) const
+    {
+        std::string result;
+        for (const char letter : text) {
+            if (letter == '\n') {
+                result += line_start(depth);
+            } else {
+                result += letter;
+            }
+        }
+        return result;
+    }
+
+    bool short_;
+    const TextSink& out_;
+    bool empty_ = true;
+};
+
+/// The first of them counts.
+void keep_first(std::optional<Failure>& kept, std::optional<Failure> failure)
+{
+    if (!kept) {
+        kept = std::move(failure);
+    }
+}
+
 } // namespace
 
-std::string render_for_people(const std::vector<Table>& tables, const Settings& settings)
+std::size_t width_of(const Value& value)
 {
-    std::string text;
-    for (const Table& table : chosen_tables(tables, settings)) {
-        text += (text.empty() ? "" : "\n") + table_text(table, settings);
-    }
-    return text;
+    return length_characters(cell_text(value));
 }
 
-std::string render_bare(const std::vector<Table>& tables, const Settings& settings)
+std::optional<Failure> write_for_people(const Tables& tables, const Settings& settings, const TextSink& out)
 {
-    std::string text;
-    for (const Table& table : tables) {
-        const auto column = find_column(table, settings.bare_field);
-        for (const Row& row : column ? table.rows : std::vector<Row>()) {
-            const std::string value = std::visit(BareText{}, row[*column]);
-            text += settings.null_separated ? value + '\0' : printable(value) + "\n";
+    std::optional<Failure> failure;
+    bool begun = false;
+    const TextSink begin = [&](std::string_view text) {
+        begun = true;
+        out(text);
+    };
+    for (const View& view : chosen_tables(tables, settings)) {
+        if (begun) {
+            out("\n");
+        }
+        keep_first(failure, write_table(view, settings, begin));
+    }
+    return failure;
+}
+
+std::optional<Failure> write_bare(const Tables& tables, const Settings& settings, const TextSink& out)
+{
+    std::optional<Failure> failure;
+    for (const Table* table : tables) {
+        if (const auto column = find_column(*table, settings.bare_field)) {
+            keep_first(failure, for_each_row(*table, [&](const Row& row) {
+                           const std::string value = std::visit(BareText{}, row[*column]);
+                           out(settings.null_separated ? value + '\0' : printable(value) + "\n");
+                       }));
         }
     }
-    return text;
+    return failure;
 }
 
-std::string render_json(const std::string& command, const std::vector<Table>& tables,
-                        const std::optional<Value>& changed, const Settings& settings)
+std::optional<Failure> write_json(const std::string& command, const Tables& tables,
+                                  const std::optional<Value>& changed, const Settings& settings,
+                                  const TextSink& out)
 {
-    Json document = head_of(command);
+    Json head = head_of(command);
     if (changed) {
         const bool* const known = std::get_if<bool>(&*changed);
-        document["changed"] = known == nullptr ? Json() : Json(*known);
+        head["changed"] = known == nullptr ? Json() : Json(*known);
     }
-    for (const Table& table : chosen_tables(tables, settings)) {
-        Json& rows = document[table.name] = Json::array();
-        for (const Row& row : table.rows) {
-            rows.push_back(row_object(table, row));
-        }
+    std::optional<Failure> failure;
+    JsonPieces pieces(settings, out);
+    pieces.open(head);
+    for (const View& view : chosen_tables(tables, settings)) {
+        pieces.open_array(view.table->name);
+        keep_first(failure, for_each_row(*view.table,
+                                         [&](const Row& row) { pieces.add_element(row_object(view, row)); }));
+        pieces.close_array();
     }
-    return written(document, settings);
+    pieces.close();
+    return failure;
 }
 
 void require_columns(const Table& table, const Settings& settings)

@@ -88,6 +88,22 @@ bool is_safe(const Character& character)
            std::ranges::none_of(kUnsafe, [&](const Range& range) { return holds(range, character.code); });
 }
 
+/// The length of what stands for itself at the front, wherever it is shown: most texts as a whole.
+std::size_t plain_length(std::string_view text)
+{
+    const auto* const end = std::ranges::find_if(
+        text, [](char letter) { return letter < ' ' || letter > '~' || letter == '\\'; });
+    return static_cast<std::size_t>(end - text.begin());
+}
+
+/// Appends and takes away what stands for itself at the front of @text.
+void move_plain(std::string_view& text, std::string& result)
+{
+    const std::size_t length = plain_length(text);
+    result += text.substr(0, length);
+    text.remove_prefix(length);
+}
+
 /// The byte order mark and two that are no characters.
 constexpr std::array kRefusedByYaml = {Range{0xfeff, 0xfeff}, Range{0xfffe, 0xffff}};
 
@@ -133,7 +149,7 @@ std::string escaped(std::string_view bytes)
 std::string printable(std::string_view text)
 {
     std::string result;
-    while (!text.empty()) {
+    for (move_plain(text, result); !text.empty(); move_plain(text, result)) {
         const Character character = first_character(text);
         const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.length_bytes, 1));
         if (bytes == "\\") {
@@ -150,7 +166,7 @@ std::string printable_json(std::string_view document)
 {
     std::string result;
     result.reserve(document.size());
-    while (!document.empty()) {
+    for (move_plain(document, result); !document.empty(); move_plain(document, result)) {
         const Character character = first_character(document);
         const std::string_view bytes = document.substr(0, std::max<std::size_t>(character.length_bytes, 1));
         // A line feed is the document's own: in its texts there is none.
@@ -186,7 +202,7 @@ std::string quoted_for_yaml(std::string_view text)
 
 bool is_utf8(std::string_view text)
 {
-    while (!text.empty()) {
+    for (text.remove_prefix(plain_length(text)); !text.empty(); text.remove_prefix(plain_length(text))) {
         const std::size_t length_bytes = first_character(text).length_bytes;
         if (length_bytes == 0) {
             return false;

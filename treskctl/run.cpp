@@ -8,8 +8,10 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <sstream>
 
 namespace tresk::ctl {
@@ -144,35 +146,43 @@ void Run::remember(const Said& said)
     }
 }
 
+Tables Run::tables() const
+{
+    Tables tables;
+    std::ranges::transform(tables_, std::back_inserter(tables), [](const Table& table) { return &table; });
+    return tables;
+}
+
 /// A header over nothing would read as "none" where the truth is "unknown": for people a failed command shows
 /// only what it found. A program always gets its document.
-std::string Run::results_for_people() const
+std::optional<Failure> Run::write_results_for_people(const TextSink& out) const
 {
-    std::vector<Table> tables(tables_.begin(), tables_.end());
+    Tables shown = tables();
     if (!failures_.empty()) {
-        std::erase_if(tables, [](const Table& table) { return table.rows.empty(); });
+        std::erase_if(shown, [](const Table* table) { return table->count() == 0; });
     }
-    std::string text = render_for_people(tables, settings_);
+    auto failure = write_for_people(shown, settings_, out);
     if (noted_ && settings_.legend) {
         const Value changed = whether_changed();
         const bool* const known = std::get_if<bool>(&changed);
-        text += settings_.dry_run ? "would change: " : "changed: ";
-        text += known == nullptr ? "unknown\n" : *known ? "yes\n" : "no\n";
+        out(settings_.dry_run ? "would change: " : "changed: ");
+        out(known == nullptr ? "unknown\n" : *known ? "yes\n" : "no\n");
     }
-    return text;
+    return failure;
 }
 
-std::string Run::results() const
+std::optional<Failure> Run::write_results(const TextSink& out) const
 {
     if (document_) {
-        return *document_;
+        out(*document_);
+        return std::nullopt;
     }
     if (settings_.json()) {
         const auto changed = changed_ ? std::optional(whether_changed()) : std::nullopt;
-        return render_json(command_, {tables_.begin(), tables_.end()}, changed, settings_);
+        return write_json(command_, tables(), changed, settings_, out);
     }
-    return settings_.bare_field.empty() ? results_for_people()
-                                        : render_bare({tables_.begin(), tables_.end()}, settings_);
+    return settings_.bare_field.empty() ? write_results_for_people(out)
+                                        : write_bare(tables(), settings_, out);
 }
 
 std::string Run::failures_for_people() const
@@ -212,8 +222,12 @@ std::string Run::failures_as_json() const
 
 int Run::finish()
 {
+    OutputPieces output;
+    if (auto failure = write_results([&output](std::string_view text) { output.add(text); })) {
+        fail(std::move(*failure));
+    }
     // A reader who leaves has read enough.
-    if (!write_output(results()) && errno != EPIPE) {
+    if (!output.finish() && errno != EPIPE) {
         fail({Cause::Internal,
               std::string("standard output: ") + std::strerror(errno),
               {},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // One run of treskctl: the command that the command line chose, what it found, what failed, and what the
-// library said meanwhile. Everything is written at the end, in one form or the other.
+// library said meanwhile. Everything is written at the end, in one form or the other: standard output first.
 #ifndef TRESK_TRESKCTL_RUN_H
 #define TRESK_TRESKCTL_RUN_H
 
@@ -130,8 +130,10 @@ class Run {
     void remember(const Said& said);
     void give_up(Supervisor::End end);
     int finish();
-    std::string results() const;
-    std::string results_for_people() const;
+    [[nodiscard]] Tables tables() const;
+    /// What hindered a table's source is returned.
+    std::optional<Failure> write_results(const TextSink& out) const;
+    std::optional<Failure> write_results_for_people(const TextSink& out) const;
     std::string failures_for_people() const;
     std::string failures_as_json() const;
     [[nodiscard]] int exit_status() const;

@@ -54,6 +54,30 @@ bool write_error(std::string_view text)
     return write_all(error, text);
 }
 
+void OutputPieces::add(std::string_view text)
+{
+    constexpr std::size_t most_kept = 65536;
+    kept_ += text;
+    if (kept_.size() >= most_kept) {
+        write();
+    }
+}
+
+bool OutputPieces::finish()
+{
+    write();
+    errno = error_;
+    return error_ == 0;
+}
+
+void OutputPieces::write()
+{
+    if (error_ == 0 && !write_output(kept_)) {
+        error_ = errno;
+    }
+    kept_.clear();
+}
+
 bool output_is_terminal()
 {
     return ::isatty(output.get()) == 1;

@@ -217,18 +217,23 @@ Entry entry_of(const Kind& kind, const EntryWords& words, const std::string& nam
     return entry;
 }
 
-bool matches(const Kind& kind, const EntryWords& words, const Entry& entry)
+EntryFilter::EntryFilter(const Kind& kind, const EntryWords& words)
 {
     for (std::size_t field = 0; field < kind.fields.size(); ++field) {
         const Field& one = kind.fields[field];
-        const Value& value = entry.values[field];
-        const auto given = words.fields.find(one.name);
-        const bool for_all = one.type == FieldType::User && std::holds_alternative<std::monostate>(value);
-        if (given != words.fields.end() && !for_all && value_of(one, given->second) != value) {
-            return false;
+        if (const auto given = words.fields.find(one.name); given != words.fields.end()) {
+            wanted_.push_back({field, one.type == FieldType::User, value_of(one, given->second)});
         }
     }
-    return true;
+}
+
+bool EntryFilter::matches(const Entry& entry) const
+{
+    return std::ranges::all_of(wanted_, [&entry](const Wanted& wanted) {
+        const Value& value = entry.values[wanted.field];
+        const bool for_all = wanted.is_user && std::holds_alternative<std::monostate>(value);
+        return for_all || value == wanted.value;
+    });
 }
 
 } // namespace tresk::ctl

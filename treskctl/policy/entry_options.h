@@ -58,8 +58,23 @@ std::optional<std::vector<std::string>> all_names(Run& run, const EntryWords& wo
 /// required settings that they do not say.
 Entry entry_of(const Kind& kind, const EntryWords& words, const std::string& name);
 
-/// True when the entry has every value that the words give; a user that it has not at all is no objection.
-bool matches(const Kind& kind, const EntryWords& words, const Entry& entry);
+/// The entries that have every value that some words give; a user that an entry has not at all is no
+/// objection.
+class EntryFilter {
+  public:
+    EntryFilter(const Kind& kind, const EntryWords& words);
+
+    [[nodiscard]] bool matches(const Entry& entry) const;
+
+  private:
+    struct Wanted {
+        std::size_t field;
+        bool is_user;
+        Value value;
+    };
+
+    std::vector<Wanted> wanted_;
+};
 
 /// The kind's field that takes the names: the last one that is given without an option. Null for kinds whose
 /// entries are named by options alone.

@@ -70,7 +70,8 @@ std::string StepTable::plan_text() const
     for (Row& row : plan.rows) {
         row.pop_back();
     }
-    const std::string text = render_for_people({plan}, settings_);
+    std::string text;
+    (void)write_for_people({&plan}, settings_, [&text](std::string_view piece) { text += piece; });
     return text.empty() ? "" : text + "\n";
 }
 

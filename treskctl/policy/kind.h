@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -88,6 +89,24 @@ struct Reading {
     std::optional<Failure> damage = std::nullopt;
     /// Whether the policy is kept per user; where it is not, users are no part of an entry's name.
     bool per_user = true;
+    /// Whether problems are looked for; without that there are none.
+    bool judging = true;
+};
+
+/// A policy whose entries nobody keeps: it is read once more whenever they are asked for.
+class EntryStream {
+  public:
+    EntryStream() = default;
+    virtual ~EntryStream() = default;
+    EntryStream(const EntryStream&) = delete;
+    EntryStream& operator=(const EntryStream&) = delete;
+
+    /// Whether each() would hand on all of them, as far as one can know before.
+    [[nodiscard]] virtual bool is_sound() = 0;
+
+    /// Hands on the entries, in order and without their places. False where a Reading would have a failure or
+    /// damage to tell, or where the policy changes meanwhile: what was handed on then does not count.
+    [[nodiscard]] virtual bool each(const std::function<void(const Entry&)>& take) = 0;
 };
 
 enum class Operation { Add, Update, Remove };
@@ -113,6 +132,9 @@ struct Kind {
     const char* file;
     /// @root: in front of the file's name
     Reading (*read)(const std::string& root);
+    /// The same for what only passes the entries on; null where it takes read(), as it always does where this
+    /// is null.
+    std::unique_ptr<EntryStream> (*stream)(const std::string& root);
     /// Brings an entry that somebody gave to the form in which the machine has it.
     void (*normalise)(Entry& entry, const Reading& machine);
     std::vector<LibraryCall> (*calls)(Operation operation, const Entry& wanted);

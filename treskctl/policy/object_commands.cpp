@@ -4,6 +4,7 @@
 #include "treskctl/confirm.h"
 #include "treskctl/policy/change.h"
 #include "treskctl/policy/entry_options.h"
+#include "treskctl/policy/listing.h"
 
 #include <algorithm>
 #include <memory>
@@ -71,9 +72,14 @@ void require_settings(const Kind& kind, const Entry& entry)
 void list(Run& run, const Request& request)
 {
     Table& table = run.table("entries", all_columns(request.kind));
+    const EntryFilter filter(request.kind, request.words);
+    table.source = open_listing(request.kind, filter, run.settings());
+    if (table.source) {
+        return;
+    }
     const auto machine = read_as_far_as_possible(run, request.kind);
     for (const Entry& entry : machine ? machine->entries : std::vector<Entry>()) {
-        if (matches(request.kind, request.words, entry)) {
+        if (filter.matches(entry)) {
             table.rows.push_back(entry.values);
         }
     }
@@ -94,9 +100,10 @@ bool has_name(const Kind& kind, const Entry& entry, const Entry& wanted)
 std::vector<const Entry*> named(const Request& request, const Reading& machine, const std::string& name)
 {
     const Entry wanted = wanted_entry(request, machine, name);
+    const EntryFilter filter(request.kind, request.words);
     std::vector<const Entry*> found;
     for (const Entry& entry : machine.entries) {
-        if (has_name(request.kind, entry, wanted) && matches(request.kind, request.words, entry)) {
+        if (has_name(request.kind, entry, wanted) && filter.matches(entry)) {
             found.push_back(&entry);
         }
     }
@@ -314,7 +321,8 @@ void clear(Run& run, const Request& request)
     if (!machine) {
         return;
     }
-    std::erase_if(machine->entries, [&](const Entry& entry) { return !matches(kind, request.words, entry); });
+    const EntryFilter filter(kind, request.words);
+    std::erase_if(machine->entries, [&filter](const Entry& entry) { return !filter.matches(entry); });
     if (machine->entries.empty()) {
         table.leave_nothing();
     } else if (!confirm(run, deletion_of(kind, machine->entries.size()))) {

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "treskctl/policy/xml_file.h"
 
-#include "common/handles.h"
-
+#include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -159,7 +161,13 @@ bool says_something(const xmlNode* node)
     return is_text(node) && string_of(node->content).find_first_not_of(" \t\r\n") != std::string::npos;
 }
 
-XmlElement element_of(xmlDoc* document, const xmlNode* node, TagFinder& tags)
+/// In the place of a TagFinder where nobody asks for places.
+struct NoPlaces {
+    static Place next(std::string_view /*name*/, std::size_t /*line*/) { return {}; }
+};
+
+template <class Places>
+XmlElement element_of(xmlDoc* document, const xmlNode* node, Places& tags)
 {
     XmlElement element;
     element.name = string_of(node->name);
@@ -258,9 +266,14 @@ std::optional<Failure> objection(const xmlDoc* document, const xmlNode* root, st
     return std::nullopt;
 }
 
-/// The parser's complaints go to @complaints while this lives.
+/// Where nobody asks for them.
+void drop_complaint(void* /*kept*/, XmlComplaint* /*error*/) {}
+
+/// The parser's complaints go to @complaints while this lives, or nowhere.
 class ComplaintKeeper {
   public:
+    ComplaintKeeper() { xmlSetStructuredErrorFunc(nullptr, drop_complaint); }
+
     explicit ComplaintKeeper(Complaints& complaints)
     {
         xmlSetStructuredErrorFunc(&complaints, keep_complaint);
@@ -277,17 +290,30 @@ struct Recovered {
     bool well_formed;
 };
 
-/// The library's call and options: what a parser recovers of a damaged file also depends on the pieces in
-/// which it reads.
-Recovered recover(const std::string& file, Complaints& complaints)
+constexpr const char* kEncoding = "UTF-8";
+
+XmlParser new_parser()
 {
-    const XmlParser parser(xmlNewParserCtxt());
+    XmlParser parser(xmlNewParserCtxt());
     if (!parser) {
         throw std::bad_alloc();
     }
+    return parser;
+}
+
+/// The library's call and options: what a parser recovers of a damaged file also depends on the pieces in
+/// which it reads.
+XmlDocument recovered(const XmlParser& parser, const std::string& file)
+{
+    return XmlDocument(
+        xmlCtxtReadFile(parser.get(), file.c_str(), kEncoding, XML_PARSE_RECOVER | XML_PARSE_NONET));
+}
+
+Recovered recover(const std::string& file, Complaints& complaints)
+{
+    const XmlParser parser = new_parser();
     const ComplaintKeeper keeper(complaints);
-    XmlDocument document(
-        xmlCtxtReadFile(parser.get(), file.c_str(), "UTF-8", XML_PARSE_RECOVER | XML_PARSE_NONET));
+    XmlDocument document = recovered(parser, file);
     return {std::move(document), parser->wellFormed != 0};
 }
 
@@ -306,6 +332,211 @@ XmlFile parsed(const std::string& file, const std::string& content, std::string_
         read.root = element_of(document.get(), root, tags);
     }
     return read;
+}
+
+// --- one entry at a time ---
+
+/// Whether it is the root of a policy, as objection() judges.
+bool is_root(const xmlParserCtxt& parser, const xmlNode* root, std::string_view root_name)
+{
+    return string_of(root->name) == root_name && parser.myDoc->intSubset == nullptr;
+}
+
+void release_children(xmlNode* parent)
+{
+    while (parent->children != nullptr) {
+        xmlNode* const child = parent->children;
+        xmlUnlinkNode(child);
+        xmlFreeNode(child);
+    }
+}
+
+/// Looks at the tree while the parser builds it, and has it built no further than wanted.
+class TreeWatcher {
+  public:
+    explicit TreeWatcher(xmlParserCtxt& parser)
+        : parser_(parser), begin_(parser.sax->startElementNs), end_(parser.sax->endElementNs)
+    {
+        parser.sax->startElementNs = begin_element;
+        parser.sax->endElementNs = end_element;
+        parser._private = this;
+    }
+
+    virtual ~TreeWatcher() = default;
+    TreeWatcher(const TreeWatcher&) = delete;
+    TreeWatcher& operator=(const TreeWatcher&) = delete;
+
+    /// What a function below threw, which may not go through the parser.
+    void rethrow() const
+    {
+        if (thrown_) {
+            std::rethrow_exception(thrown_);
+        }
+    }
+
+  protected:
+    /// An element has begun, and has its attributes; the root's depth is 1.
+    virtual void begun(xmlNode* node, int depth) = 0;
+    /// It is complete.
+    virtual void ended(xmlNode* node, int depth) = 0;
+
+    [[nodiscard]] const xmlParserCtxt& parser() const { return parser_; }
+
+    XmlElement element(const xmlNode* node) const
+    {
+        NoPlaces none;
+        return element_of(parser_.myDoc, node, none);
+    }
+
+    void stop() { xmlStopParser(&parser_); }
+
+  private:
+    static TreeWatcher& watcher_of(void* parser)
+    {
+        return *static_cast<TreeWatcher*>(static_cast<xmlParserCtxt*>(parser)->_private);
+    }
+
+    template <class Call>
+    void guarded(Call call)
+    {
+        try {
+            call();
+        } catch (...) {
+            thrown_ = std::current_exception();
+            stop();
+        }
+    }
+
+    static void begin_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                              int namespaces, const xmlChar** declared, int attributes, int standard,
+                              const xmlChar** given)
+    {
+        TreeWatcher& watcher = watcher_of(parser);
+        const int above = watcher.parser_.nodeNr;
+        watcher.begin_(parser, name, prefix, uri, namespaces, declared, attributes, standard, given);
+        // Where memory is short, or the elements are too deep, there is no node.
+        if (watcher.parser_.nodeNr > above) {
+            watcher.guarded([&] { watcher.begun(watcher.parser_.node, watcher.parser_.nodeNr); });
+        }
+    }
+
+    static void end_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri)
+    {
+        TreeWatcher& watcher = watcher_of(parser);
+        const int depth = watcher.parser_.nodeNr;
+        xmlNode* const node = watcher.parser_.node;
+        watcher.end_(parser, name, prefix, uri);
+        if (node != nullptr) {
+            watcher.guarded([&] { watcher.ended(node, depth); });
+        }
+    }
+
+    xmlParserCtxt& parser_;
+    startElementNsSAX2Func begin_;
+    endElementNsSAX2Func end_;
+    std::exception_ptr thrown_;
+};
+
+/// Has nothing built but the root.
+class RootFinder final : public TreeWatcher {
+  public:
+    RootFinder(xmlParserCtxt& parser, std::string_view root_name) : TreeWatcher(parser), name_(root_name) {}
+
+    /// Nothing where it is no policy's.
+    std::optional<XmlElement> root;
+
+  private:
+    void begun(xmlNode* node, int /*depth*/) override
+    {
+        if (is_root(parser(), node, name_)) {
+            root = element(node);
+        }
+        stop();
+    }
+
+    void ended(xmlNode* /*node*/, int /*depth*/) override {}
+
+    std::string_view name_;
+};
+
+/// Hands on what a visitor wants to meet, and releases what is behind it.
+class EntryFinder final : public TreeWatcher {
+  public:
+    EntryFinder(xmlParserCtxt& parser, const XmlShape& shape, XmlVisitor& visitor)
+        : TreeWatcher(parser), shape_(shape), visitor_(visitor)
+    {
+    }
+
+    /// Whether there was a root, and it was a policy's.
+    [[nodiscard]] bool found_root() const { return found_root_; }
+
+  private:
+    static constexpr int kRootDepth = 1;
+
+    [[nodiscard]] int entry_depth() const { return kRootDepth + (shape_.group.empty() ? 1 : 2); }
+
+    void begun(xmlNode* node, int depth) override
+    {
+        if (depth == kRootDepth) {
+            begin_root(node);
+        } else if (depth == kRootDepth + 1 && !shape_.group.empty()) {
+            wanted_ =
+                root_wanted_ && string_of(node->name) == shape_.group && visitor_.begin_group(element(node));
+        }
+    }
+
+    void begin_root(const xmlNode* node)
+    {
+        found_root_ = is_root(parser(), node, shape_.root);
+        if (!found_root_) {
+            stop();
+            return;
+        }
+        root_wanted_ = visitor_.begin_root(element(node));
+        wanted_ = root_wanted_ && shape_.group.empty();
+    }
+
+    /// The parser appends to the last text of what an element holds so far: all of it goes, or nothing.
+    void ended(xmlNode* node, int depth) override
+    {
+        if (depth == entry_depth() && wanted_ && string_of(node->name) == shape_.entry) {
+            visitor_.take_entry(element(node));
+        }
+        if (depth > kRootDepth && depth <= entry_depth()) {
+            release_children(node->parent);
+        }
+    }
+
+    XmlShape shape_;
+    XmlVisitor& visitor_;
+    bool found_root_ = false;
+    bool root_wanted_ = false;
+    /// What begins next at the depth of entries.
+    bool wanted_ = false;
+};
+
+/// An open file as the parser reads it.
+struct FileReader {
+    int file;
+    off_t at = 0;
+    bool failed = false;
+
+    static int read(void* reader, char* buffer, int length)
+    {
+        auto& self = *static_cast<FileReader*>(reader);
+        ssize_t done = -1;
+        do {
+            done = ::pread(self.file, buffer, static_cast<std::size_t>(length), self.at);
+        } while (done < 0 && errno == EINTR);
+        self.failed = self.failed || done < 0;
+        self.at += std::max<ssize_t>(done, 0);
+        return static_cast<int>(done);
+    }
+};
+
+bool operator==(const std::timespec& a, const std::timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
 } // namespace
@@ -337,6 +568,65 @@ XmlFile read_xml(const std::string& file, std::string_view root_name)
         return errno == ENOENT ? XmlFile() : XmlFile{std::nullopt, {}, {}, unreadable(file)};
     }
     return content->empty() ? XmlFile() : parsed(file, *content, root_name);
+}
+
+std::optional<XmlElement> read_xml_root(const std::string& file, std::string_view root_name)
+{
+    // The parser alone would take other names for one that is not there.
+    if (std::ifstream stream(file, std::ios::binary);
+        !stream || stream.peek() == std::ifstream::traits_type::eof()) {
+        return std::nullopt;
+    }
+    const XmlParser parser = new_parser();
+    RootFinder finder(*parser, root_name);
+    const ComplaintKeeper nobody;
+    const XmlDocument document = recovered(parser, file);
+    finder.rethrow();
+    return std::move(finder.root);
+}
+
+std::optional<XmlStream> XmlStream::open(const std::string& file)
+{
+    struct stat status = {};
+    // What is no regular file may wait for whoever opens its other end.
+    if (::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const auto state = opened ? state_of(opened) : std::nullopt;
+    char first = '\0';
+    if (!state || ::pread(opened.get(), &first, 1, 0) != 1 || first != '<') {
+        return std::nullopt;
+    }
+    return XmlStream(std::move(opened), *state);
+}
+
+std::optional<XmlStream::State> XmlStream::state_of(const Descriptor& file)
+{
+    struct stat status = {};
+    return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)
+               ? std::optional(State{status.st_size, status.st_mtim})
+               : std::nullopt;
+}
+
+bool XmlStream::is_unchanged() const
+{
+    const auto state = state_of(file_);
+    return state && state->size_bytes == opened_.size_bytes && state->changed == opened_.changed;
+}
+
+/// What has to be repaired is read no further: what a repair makes of it is not looked at here.
+bool XmlStream::visit(const XmlShape& shape, XmlVisitor& visitor) const
+{
+    const XmlParser parser = new_parser();
+    EntryFinder finder(*parser, shape, visitor);
+    const ComplaintKeeper nobody;
+    FileReader reader{file_.get()};
+    const XmlDocument document(
+        xmlCtxtReadIO(parser.get(), FileReader::read, nullptr, &reader, nullptr, kEncoding, XML_PARSE_NONET));
+    finder.rethrow();
+    return document && parser->wellFormed != 0 && parser->disableSAX == 0 && !reader.failed &&
+           finder.found_root() && is_unchanged();
 }
 
 } // namespace tresk::ctl

@@ -6,8 +6,10 @@
 #ifndef TRESK_TRESKCTL_POLICY_XML_FILE_H
 #define TRESK_TRESKCTL_POLICY_XML_FILE_H
 
+#include "common/handles.h"
 #include "treskctl/policy/kind.h"
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,6 +48,60 @@ struct XmlFile {
 
 /// Reads @file. A root of another name than @root_name is a failure.
 XmlFile read_xml(const std::string& file, std::string_view root_name);
+
+/// The root that read_xml() would find there, with its attributes alone.
+std::optional<XmlElement> read_xml_root(const std::string& file, std::string_view root_name);
+
+/// Which elements of a document are its entries.
+struct XmlShape {
+    std::string_view root;
+    /// Those in the root that hold the entries; empty where the root itself does.
+    std::string_view group;
+    std::string_view entry;
+};
+
+/// What one meets on a way through a document. No element has a place.
+class XmlVisitor {
+  public:
+    XmlVisitor() = default;
+    virtual ~XmlVisitor() = default;
+    XmlVisitor(const XmlVisitor&) = delete;
+    XmlVisitor& operator=(const XmlVisitor&) = delete;
+
+    /// The root begins; it has its attributes alone. False where nothing in it is wanted.
+    virtual bool begin_root(const XmlElement& root) = 0;
+    /// The same of a group.
+    virtual bool begin_group(const XmlElement& group) = 0;
+    virtual void take_entry(const XmlElement& entry) = 0;
+};
+
+/// A sound file, of which never more than one entry is held. It stays open: another one that takes its name
+/// is not seen.
+class XmlStream {
+  public:
+    /// Nothing where @file is missing or empty, or is not a file of text that begins with a tag: read_xml()
+    /// tells what is to be told then.
+    static std::optional<XmlStream> open(const std::string& file);
+
+    /// Goes through the document from its beginning. False where read_xml() would tell more of it than a root
+    /// and the parser's complaints, or where the file was written to since it was opened: what was met then
+    /// is not all, or is not right.
+    [[nodiscard]] bool visit(const XmlShape& shape, XmlVisitor& visitor) const;
+
+  private:
+    struct State {
+        std::int64_t size_bytes;
+        std::timespec changed;
+    };
+
+    XmlStream(Descriptor file, State opened) : file_(std::move(file)), opened_(opened) {}
+
+    static std::optional<State> state_of(const Descriptor& file);
+    [[nodiscard]] bool is_unchanged() const;
+
+    Descriptor file_;
+    State opened_;
+};
 
 } // namespace tresk::ctl
 

@@ -6,6 +6,8 @@
 #include "treskctl/policy/kinds/kinds.h"
 #include "treskctl/policy/kinds/reading.h"
 
+#include <memory>
+
 namespace tresk::ctl {
 
 namespace {
@@ -31,36 +33,51 @@ void read_entry(Reading& reading, const std::string& list, const XmlElement& nod
         {{list, source_type_in(reading, node, type), source.value_or(""), *package}, node.place, {}});
 }
 
-void read_list(Reading& reading, const XmlElement& list)
-{
-    require_known(reading, list, {"bw_value"}, {"tresk_node"});
-    const auto name = list.attribute("bw_value");
-    if (!name) {
-        complain(reading, list, "no list: it has no name");
-        return;
+/// Reads the lists of one policy in order.
+class Reader final : public PolicyReader {
+  public:
+    void read_root(Reading& reading, const XmlElement& root) override
+    {
+        require_known(reading, root, {}, {"tresk_bwlist"});
     }
-    if (*name == kBothLists) {
-        complain(reading, list,
-                 "look-ups that unite sources take this name for the white and the black list");
-    }
-    for (const XmlElement& node : list.children) {
-        if (node.name == "tresk_node") {
-            read_entry(reading, *name, node);
+
+    bool read_group(Reading& reading, const XmlElement& list) override
+    {
+        require_known(reading, list, {"bw_value"}, {"tresk_node"});
+        const auto name = list.attribute("bw_value");
+        if (!name) {
+            complain(reading, list, "no list: it has no name");
+            return false;
         }
+        if (*name == kBothLists) {
+            complain(reading, list,
+                     "look-ups that unite sources take this name for the white and the black list");
+        }
+        list_ = *name;
+        return true;
     }
-}
+
+    void read_entry(Reading& reading, const XmlElement& entry) override
+    {
+        tresk::ctl::read_entry(reading, list_, entry);
+    }
+
+  private:
+    /// The one whose entries come next.
+    std::string list_;
+};
+
+constexpr XmlShape kShape = {.root = "tresk_root", .group = "tresk_bwlist", .entry = "tresk_node"};
 
 Reading read(const std::string& root)
 {
-    return read_policy(root + kFile, "tresk_root", [](Reading& reading, const XmlElement& policy) {
-        require_known(reading, policy, {}, {"tresk_bwlist"});
-        for (const XmlElement& list : policy.children) {
-            if (list.name == "tresk_bwlist") {
-                read_list(reading, list);
-            }
-        }
-        require_unique(reading, bwlist_kind());
-    });
+    Reader reader;
+    return read_policy(root + kFile, kShape, reader, bwlist_kind());
+}
+
+std::unique_ptr<EntryStream> stream(const std::string& root)
+{
+    return stream_policy(root + kFile, kShape, [] { return std::make_unique<Reader>(); });
 }
 
 void normalise(Entry& /*entry*/, const Reading& /*machine*/) {}
@@ -107,6 +124,7 @@ const Kind& bwlist_kind()
             },
         .file = kFile,
         .read = read,
+        .stream = stream,
         .normalise = normalise,
         .calls = calls,
         .added = "listed",

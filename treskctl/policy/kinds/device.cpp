@@ -133,6 +133,7 @@ const Kind& device_kind()
             },
         .file = "",
         .read = read,
+        .stream = nullptr,
         .normalise = normalise,
         .calls = calls,
         .added = "added",

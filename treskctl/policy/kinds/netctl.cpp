@@ -10,7 +10,9 @@
 
 #include <unistd.h>
 
+#include <memory>
 #include <set>
+#include <utility>
 
 namespace tresk::ctl {
 
@@ -44,53 +46,13 @@ std::int32_t user_number(Reading& reading, const XmlElement& user, const std::st
     return number;
 }
 
-/// Reads the users' elements of one policy in order.
-class UsersReader {
-  public:
-    UsersReader(Reading& reading, const std::string& root, ReadEntry read_entry)
-        : reading_(reading), root_(root), read_entry_(read_entry)
-    {
-    }
-
-    void read(const XmlElement& user)
-    {
-        require_known(reading_, user, {"userID"}, {"tresk_node"});
-        const auto id = user.first_attribute("userID");
-        if (!id) {
-            complain(reading_, user, "no user: the first attribute is not \"userID\"");
-            return;
-        }
-        const std::int32_t number = user_number(reading_, user, *id);
-        if (!seen_.insert(number).second && reading_.per_user) {
-            complain(reading_, user, "the user has an element already, and readers look no further");
-            return;
-        }
-        read_entries(user, number);
-    }
-
-  private:
-    void read_entries(const XmlElement& element, std::int32_t number)
-    {
-        const Value uid =
-            reading_.per_user ? Value(std::int64_t{static_cast<std::uint32_t>(number)}) : Value();
-        for (const XmlElement& node : element.children) {
-            if (node.name == "tresk_node") {
-                read_entry_(reading_, node, {number, uid, root_});
-            }
-        }
-    }
-
-    Reading& reading_;
-    const std::string& root_;
-    ReadEntry read_entry_;
-    std::set<std::int32_t> seen_;
-};
+constexpr XmlShape kShape = {.root = "tresk_root", .group = "tresk_user", .entry = "tresk_node"};
 
 /// The programs' file decides for both.
 bool is_per_user(const std::string& root)
 {
-    const XmlFile programs = read_xml(root + kPrograms, "tresk_root");
-    return programs.root && leading_number(programs.root->first_attribute("user_dist").value_or("0")) != 0;
+    const auto programs = read_xml_root(root + kPrograms, kShape.root);
+    return programs && leading_number(programs->first_attribute("user_dist").value_or("0")) != 0;
 }
 
 /// What the packages' file says is the programs' file's again, or of no effect.
@@ -107,24 +69,77 @@ void judge_distinction(Reading& reading, const XmlElement& policy, bool decides)
     }
 }
 
+/// What is the same for all that is read of one policy.
+struct Users {
+    /// In front of the names of this machine's files.
+    std::string root;
+    bool per_user;
+    /// The policy is the one that decides whether users are distinguished.
+    bool decides;
+    ReadEntry read_entry;
+};
+
+/// Reads the users' elements of one policy in order.
+class UsersReader final : public PolicyReader {
+  public:
+    explicit UsersReader(Users users) : users_(std::move(users)) {}
+
+    void read_root(Reading& reading, const XmlElement& root) override
+    {
+        reading.per_user = users_.per_user;
+        require_known(reading, root, {"user_dist"}, {"tresk_user"});
+        judge_distinction(reading, root, users_.decides);
+    }
+
+    bool read_group(Reading& reading, const XmlElement& user) override
+    {
+        require_known(reading, user, {"userID"}, {"tresk_node"});
+        const auto id = user.first_attribute("userID");
+        if (!id) {
+            complain(reading, user, "no user: the first attribute is not \"userID\"");
+            return false;
+        }
+        number_ = user_number(reading, user, *id);
+        uid_ = users_.per_user ? Value(std::int64_t{static_cast<std::uint32_t>(number_)}) : Value();
+        if (!seen_.insert(number_).second && users_.per_user) {
+            complain(reading, user, "the user has an element already, and readers look no further");
+            return false;
+        }
+        return true;
+    }
+
+    void read_entry(Reading& reading, const XmlElement& entry) override
+    {
+        users_.read_entry(reading, entry, {number_, uid_, users_.root});
+    }
+
+  private:
+    Users users_;
+    /// The user whose entries come next.
+    std::int32_t number_ = 0;
+    Value uid_;
+    std::set<std::int32_t> seen_;
+};
+
+Users users_of(const std::string& root, const Kind& kind, ReadEntry read_entry)
+{
+    return {root, is_per_user(root), std::string_view(kind.file) == kPrograms, read_entry};
+}
+
 Reading read_users(const std::string& root, const Kind& kind, ReadEntry read_entry)
 {
-    const bool per_user = is_per_user(root);
-    Reading all =
-        read_policy(root + kind.file, "tresk_root", [&](Reading& reading, const XmlElement& policy) {
-            reading.per_user = per_user;
-            require_known(reading, policy, {"user_dist"}, {"tresk_user"});
-            judge_distinction(reading, policy, std::string_view(kind.file) == kPrograms);
-            UsersReader users(reading, root, read_entry);
-            for (const XmlElement& user : policy.children) {
-                if (user.name == "tresk_user") {
-                    users.read(user);
-                }
-            }
-            require_unique(reading, kind);
-        });
-    all.per_user = per_user;
-    return all;
+    const Users users = users_of(root, kind, read_entry);
+    UsersReader reader(users);
+    Reading reading = read_policy(root + kind.file, kShape, reader, kind);
+    reading.per_user = users.per_user;
+    return reading;
+}
+
+std::unique_ptr<EntryStream> stream_users(const std::string& root, const Kind& kind, ReadEntry read_entry)
+{
+    return stream_policy(root + kind.file, kShape, [users = users_of(root, kind, read_entry)] {
+        return std::make_unique<UsersReader>(users);
+    });
 }
 
 std::string presentation(Reading& reading, const XmlElement& node, const char* name, std::size_t longest)
@@ -156,7 +171,7 @@ void read_program(Reading& reading, const XmlElement& node, const User& user)
     const std::string hash = *child_text(reading, node, "hash");
     const std::int64_t type = number_in(reading, node, "type", *child_text(reading, node, "type"));
     require_absolute(reading, node, path);
-    require_hash(reading, node, hash, hash_of(path, user.number, reading.per_user).get());
+    require_hash(reading, node, hash, [&] { return hash_of(path, user.number, reading.per_user); });
     reading.entries.push_back({{user.uid, type, server_type(reading, node),
                                 presentation(reading, node, "name", kLongestDisplayName),
                                 presentation(reading, node, "ico", kLongestText),
@@ -175,7 +190,7 @@ bool is_there(const std::string& root, const std::string& program)
 void require_programs(Reading& reading, const XmlElement& node, const std::string& root)
 {
     for (const XmlElement& child : node.children) {
-        if (child.name == "path" && !is_there(root, child.text)) {
+        if (reading.judging && child.name == "path" && !is_there(root, child.text)) {
             complain(reading, node, "there is no file \"" + child.text + "\": lists leave the entry out");
         }
     }
@@ -320,6 +335,7 @@ const Kind& netctl_kind()
                    {.name = "path", .role = Role::Key, .type = FieldType::Path, .help = "A program's path"}},
         .file = kPrograms,
         .read = [](const std::string& root) { return read_users(root, netctl_kind(), read_program); },
+        .stream = [](const std::string& root) { return stream_users(root, netctl_kind(), read_program); },
         .normalise = [](Entry& entry,
                         const Reading& machine) { normalise_user(netctl_kind(), entry, machine); },
         .calls = program_calls,
@@ -351,6 +367,7 @@ const Kind& pkg_kind()
              {.name = "package", .role = Role::Key, .type = FieldType::Text, .help = "A package's name"}},
         .file = kPackages,
         .read = [](const std::string& root) { return read_users(root, pkg_kind(), read_package); },
+        .stream = [](const std::string& root) { return stream_users(root, pkg_kind(), read_package); },
         .normalise = [](Entry& entry, const Reading& machine) { normalise_user(pkg_kind(), entry, machine); },
         .calls = package_calls,
         .added = "controlled",

@@ -8,6 +8,7 @@
 #include "treskctl/policy/kinds/reading.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace tresk::ctl {
 
@@ -31,24 +32,38 @@ void read_entry(Reading& reading, const XmlElement& node)
     const std::string path = *node.first_attribute("path");
     const std::string hash = *child_text(reading, node, "hash");
     require_absolute(reading, node, path);
-    require_hash(reading, node, hash, Malloced<char>(tresk_pblk_get_path_hash(path.c_str())).get());
+    require_hash(reading, node, hash,
+                 [&path] { return Malloced<char>(tresk_pblk_get_path_hash(path.c_str())); });
     reading.entries.push_back({{source_type_in(reading, node, source_type), source.value_or(""),
                                 fitting(reading, node, "the hash", hash, kLongestHash), path},
                                node.place,
                                {}});
 }
 
+class Reader final : public PolicyReader {
+  public:
+    void read_root(Reading& reading, const XmlElement& root) override
+    {
+        require_known(reading, root, {}, {"pblk_node"});
+    }
+
+    void read_entry(Reading& reading, const XmlElement& entry) override
+    {
+        tresk::ctl::read_entry(reading, entry);
+    }
+};
+
+constexpr XmlShape kShape = {.root = "pblk_root", .group = "", .entry = "pblk_node"};
+
 Reading read(const std::string& root)
 {
-    return read_policy(root + kFile, "pblk_root", [](Reading& reading, const XmlElement& policy) {
-        require_known(reading, policy, {}, {"pblk_node"});
-        for (const XmlElement& node : policy.children) {
-            if (node.name == "pblk_node") {
-                read_entry(reading, node);
-            }
-        }
-        require_unique(reading, pblk_kind());
-    });
+    Reader reader;
+    return read_policy(root + kFile, kShape, reader, pblk_kind());
+}
+
+std::unique_ptr<EntryStream> stream(const std::string& root)
+{
+    return stream_policy(root + kFile, kShape, [] { return std::make_unique<Reader>(); });
 }
 
 /// The library takes paths as they are, so that the list may have one that leads through a link.
@@ -102,6 +117,7 @@ const Kind& pblk_kind()
             },
         .file = kFile,
         .read = read,
+        .stream = stream,
         .normalise = normalise,
         .calls = calls,
         .added = "blocked",

@@ -7,6 +7,8 @@
 #include "treskctl/policy/kinds/kinds.h"
 #include "treskctl/policy/kinds/reading.h"
 
+#include <memory>
+
 namespace tresk::ctl {
 
 namespace {
@@ -37,7 +39,8 @@ void read_entry(Reading& reading, const XmlElement& node)
     const std::string hash = *child_text(reading, node, "hash");
     const std::int64_t type = number_in(reading, node, "type", *child_text(reading, node, "type"));
     require_resolved(reading, node, path);
-    require_hash(reading, node, hash, Malloced<char>(tresk_ppro_get_path_hash(path.c_str())).get());
+    require_hash(reading, node, hash,
+                 [&path] { return Malloced<char>(tresk_ppro_get_path_hash(path.c_str())); });
     reading.entries.push_back({{type, std::string(is_sm_owned(reading, node) ? "sm" : "ordinary"),
                                 node.attribute("data_source_name").value_or(""),
                                 fitting(reading, node, "the hash", hash, kLongestHash), path},
@@ -45,17 +48,30 @@ void read_entry(Reading& reading, const XmlElement& node)
                                {}});
 }
 
+class Reader final : public PolicyReader {
+  public:
+    void read_root(Reading& reading, const XmlElement& root) override
+    {
+        require_known(reading, root, {}, {"ppro_node"});
+    }
+
+    void read_entry(Reading& reading, const XmlElement& entry) override
+    {
+        tresk::ctl::read_entry(reading, entry);
+    }
+};
+
+constexpr XmlShape kShape = {.root = "ppro_root", .group = "", .entry = "ppro_node"};
+
 Reading read(const std::string& root)
 {
-    return read_policy(root + kFile, "ppro_root", [](Reading& reading, const XmlElement& policy) {
-        require_known(reading, policy, {}, {"ppro_node"});
-        for (const XmlElement& node : policy.children) {
-            if (node.name == "ppro_node") {
-                read_entry(reading, node);
-            }
-        }
-        require_unique(reading, ppro_kind());
-    });
+    Reader reader;
+    return read_policy(root + kFile, kShape, reader, ppro_kind());
+}
+
+std::unique_ptr<EntryStream> stream(const std::string& root)
+{
+    return stream_policy(root + kFile, kShape, [] { return std::make_unique<Reader>(); });
 }
 
 void normalise(Entry& entry, const Reading& /*machine*/)
@@ -118,6 +134,7 @@ const Kind& ppro_kind()
             },
         .file = kFile,
         .read = read,
+        .stream = stream,
         .normalise = normalise,
         .calls = calls,
         .added = "protected",

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "treskctl/policy/kinds/reading.h"
 
-#include "common/handles.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <unordered_set>
+#include <utility>
 
 namespace tresk::ctl {
 
@@ -40,22 +39,131 @@ bool is_resolved(std::string_view path)
            (path.starts_with('/') && !path.ends_with('/') && !has("//") && !has("/./") && !has("/../"));
 }
 
+void read_entries_of(Reading& reading, const XmlElement& holder, const XmlShape& shape, PolicyReader& reader)
+{
+    for (const XmlElement& child : holder.children) {
+        if (child.name == shape.entry) {
+            reader.read_entry(reading, child);
+        }
+    }
+}
+
+void read_entries(Reading& reading, const XmlElement& root, const XmlShape& shape, PolicyReader& reader)
+{
+    if (shape.group.empty()) {
+        read_entries_of(reading, root, shape, reader);
+        return;
+    }
+    for (const XmlElement& child : root.children) {
+        if (child.name == shape.group && reader.read_group(reading, child)) {
+            read_entries_of(reading, child, shape, reader);
+        }
+    }
+}
+
+void require_unique(Reading& reading, const Kind& kind)
+{
+    std::unordered_set<Row, RowHash> seen;
+    for (const Entry& entry : reading.entries) {
+        if (!seen.insert(key_of(kind, entry)).second) {
+            reading.problems.push_back({entry.place, "a second entry of \"" + name_of(kind, entry) + "\""});
+        }
+    }
+}
+
+/// Has a reader read what is met, and keeps none of the entries.
+class PassingReader final : public XmlVisitor {
+  public:
+    PassingReader(PolicyReader& reader, const std::function<void(const Entry&)>& take)
+        : reader_(reader), take_(take)
+    {
+        reading_.judging = false;
+    }
+
+    bool begin_root(const XmlElement& root) override
+    {
+        reader_.read_root(reading_, root);
+        return true;
+    }
+
+    bool begin_group(const XmlElement& group) override { return reader_.read_group(reading_, group); }
+
+    void take_entry(const XmlElement& entry) override
+    {
+        reader_.read_entry(reading_, entry);
+        std::ranges::for_each(reading_.entries, take_);
+        reading_.entries.clear();
+    }
+
+  private:
+    PolicyReader& reader_;
+    const std::function<void(const Entry&)>& take_;
+    Reading reading_;
+};
+
+/// Only wants to know whether one comes to the end.
+class Passer final : public XmlVisitor {
+  public:
+    bool begin_root(const XmlElement& /*root*/) override { return false; }
+
+    bool begin_group(const XmlElement& /*group*/) override { return false; }
+
+    void take_entry(const XmlElement& /*entry*/) override {}
+};
+
+class PolicyStream final : public EntryStream {
+  public:
+    PolicyStream(XmlStream xml, const XmlShape& shape,
+                 std::function<std::unique_ptr<PolicyReader>()> new_reader)
+        : xml_(std::move(xml)), shape_(shape), new_reader_(std::move(new_reader))
+    {
+    }
+
+    bool is_sound() override
+    {
+        Passer passer;
+        return xml_.visit(shape_, passer);
+    }
+
+    bool each(const std::function<void(const Entry&)>& take) override
+    {
+        const std::unique_ptr<PolicyReader> reader = new_reader_();
+        PassingReader passing(*reader, take);
+        return xml_.visit(shape_, passing);
+    }
+
+  private:
+    XmlStream xml_;
+    XmlShape shape_;
+    std::function<std::unique_ptr<PolicyReader>()> new_reader_;
+};
+
 } // namespace
 
-Reading read_policy(const std::string& file, std::string_view root_name,
-                    const std::function<void(Reading& reading, const XmlElement& root)>& read)
+Reading read_policy(const std::string& file, const XmlShape& shape, PolicyReader& reader, const Kind& kind)
 {
-    XmlFile xml = read_xml(file, root_name);
+    XmlFile xml = read_xml(file, shape.root);
     Reading reading{{}, std::move(xml.problems), std::move(xml.failure), std::move(xml.damage)};
     if (xml.root) {
-        read(reading, *xml.root);
+        reader.read_root(reading, *xml.root);
+        read_entries(reading, *xml.root, shape, reader);
+        require_unique(reading, kind);
     }
     return reading;
 }
 
+std::unique_ptr<EntryStream> stream_policy(const std::string& file, const XmlShape& shape,
+                                           std::function<std::unique_ptr<PolicyReader>()> new_reader)
+{
+    auto xml = XmlStream::open(file);
+    return xml ? std::make_unique<PolicyStream>(std::move(*xml), shape, std::move(new_reader)) : nullptr;
+}
+
 void complain(Reading& reading, const XmlElement& element, const std::string& text)
 {
-    reading.problems.push_back({element.place, text});
+    if (reading.judging) {
+        reading.problems.push_back({element.place, text});
+    }
 }
 
 std::int32_t leading_number(const std::string& text)
@@ -131,21 +239,24 @@ void require_known(Reading& reading, const XmlElement& element,
 bool is_entry(Reading& reading, const XmlElement& element, std::string_view identity,
               std::initializer_list<std::string_view> children)
 {
-    const std::size_t problems = reading.problems.size();
+    bool lacks_nothing = true;
+    const auto object = [&](const std::string& why) {
+        complain(reading, element, "no entry: " + why);
+        lacks_nothing = false;
+    };
     const auto name = element.first_attribute(identity);
     const std::string what = "\"" + std::string(identity) + "\"";
     if (!name) {
-        complain(reading, element, "no entry: its first attribute is not " + what);
+        object("its first attribute is not " + what);
     } else if (name->size() > kLongestName) {
-        complain(reading, element,
-                 "no entry: " + what + " is longer than " + std::to_string(kLongestName) + " bytes");
+        object(what + " is longer than " + std::to_string(kLongestName) + " bytes");
     }
     for (const std::string_view child : children) {
         if (element.last_child(child) == nullptr) {
-            complain(reading, element, "no entry: it has no " + tag(child));
+            object("it has no " + tag(child));
         }
     }
-    return reading.problems.size() == problems;
+    return lacks_nothing;
 }
 
 void require_absolute(Reading& reading, const XmlElement& element, const std::string& path)
@@ -162,9 +273,11 @@ void require_resolved(Reading& reading, const XmlElement& element, const std::st
     }
 }
 
-void require_hash(Reading& reading, const XmlElement& element, const std::string& hash, const char* expected)
+void require_hash(Reading& reading, const XmlElement& element, const std::string& hash,
+                  const std::function<Malloced<char>()>& hash_of_path)
 {
-    if (expected != nullptr && hash != expected) {
+    const Malloced<char> expected = reading.judging ? hash_of_path() : nullptr;
+    if (expected && hash != expected.get()) {
         complain(reading, element, "the hash is not the path's: look-ups by hash do not find the entry");
     }
 }
@@ -177,16 +290,6 @@ std::string fitting(Reading& reading, const XmlElement& element, std::string_vie
         text.resize(longest);
     }
     return text;
-}
-
-void require_unique(Reading& reading, const Kind& kind)
-{
-    std::unordered_set<Row, RowHash> seen;
-    for (const Entry& entry : reading.entries) {
-        if (!seen.insert(key_of(kind, entry)).second) {
-            reading.problems.push_back({entry.place, "a second entry of \"" + name_of(kind, entry) + "\""});
-        }
-    }
 }
 
 std::string policy_path(const std::string& path)

@@ -5,11 +5,13 @@
 #ifndef TRESK_TRESKCTL_POLICY_KINDS_READING_H
 #define TRESK_TRESKCTL_POLICY_KINDS_READING_H
 
+#include "common/handles.h"
 #include "treskctl/policy/kind.h"
 #include "treskctl/policy/xml_file.h"
 
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,9 +22,30 @@ namespace tresk::ctl {
 inline constexpr std::size_t kLongestName = 4095;
 inline constexpr std::size_t kLongestHash = 64;
 
-/// Reads @file, and hands its root to @read where there is one.
-Reading read_policy(const std::string& file, std::string_view root_name,
-                    const std::function<void(Reading& reading, const XmlElement& root)>& read);
+/// What the elements of a policy mean to readers. Of a policy that is read one entry at a time, the root and
+/// the groups have no children yet.
+class PolicyReader {
+  public:
+    PolicyReader() = default;
+    virtual ~PolicyReader() = default;
+    PolicyReader(const PolicyReader&) = delete;
+    PolicyReader& operator=(const PolicyReader&) = delete;
+
+    virtual void read_root(Reading& reading, const XmlElement& root) = 0;
+
+    /// False where readers do not look at the group's entries.
+    virtual bool read_group(Reading& /*reading*/, const XmlElement& /*group*/) { return true; }
+
+    virtual void read_entry(Reading& reading, const XmlElement& entry) = 0;
+};
+
+/// Reads @file. A second entry of one name is a problem: readers of one entry never come to it.
+Reading read_policy(const std::string& file, const XmlShape& shape, PolicyReader& reader, const Kind& kind);
+
+/// The same, one entry at a time; null where @file cannot be read so.
+/// @new_reader: makes one for each time that the policy is read
+std::unique_ptr<EntryStream> stream_policy(const std::string& file, const XmlShape& shape,
+                                           std::function<std::unique_ptr<PolicyReader>()> new_reader);
 
 /// Notes a problem where @element stands.
 void complain(Reading& reading, const XmlElement& element, const std::string& text);
@@ -60,15 +83,13 @@ void require_absolute(Reading& reading, const XmlElement& element, const std::st
 void require_resolved(Reading& reading, const XmlElement& element, const std::string& path);
 
 /// A hash that is not its path's is a problem.
-/// @expected: null where it cannot be told
-void require_hash(Reading& reading, const XmlElement& element, const std::string& hash, const char* expected);
+/// @hash_of_path: gives null where it cannot be told
+void require_hash(Reading& reading, const XmlElement& element, const std::string& hash,
+                  const std::function<Malloced<char>()>& hash_of_path);
 
 /// The field's bytes that a reader of records keeps; a longer text is a problem.
 std::string fitting(Reading& reading, const XmlElement& element, std::string_view what, std::string text,
                     std::size_t longest);
-
-/// A second entry of one name is a problem: readers of one entry never come to it.
-void require_unique(Reading& reading, const Kind& kind);
 
 /// The form in which the service keeps a program's path: absolute, and below "/data" where its folder is
 /// bound from there.

@@ -53,6 +53,7 @@ const Kind& wireless_kind()
                     .longest = kLongestName}},
         .file = "",
         .read = read,
+        .stream = nullptr,
         .normalise = normalise,
         .calls = calls,
         .added = "permitted",
