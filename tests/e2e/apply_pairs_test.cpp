@@ -18,7 +18,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr unsigned kRounds = rounds(20U, 2U);
+constexpr unsigned kRounds = rounds(8U, 2U);
 constexpr unsigned kPairsOfARound = 25;
 
 /// Names as somebody made them who wants to see them break: all of them XML can hold.

@@ -5,4 +5,5 @@ tresk_add_tests(NAME dbus_call_tests
   LIBRARIES tresk_extend_objects framework_double test_support)
 tresk_add_tests(NAME dbus_fault_tests
   SOURCES dbus_bus_faults_test.cpp
-  LIBRARIES tresk_extend_objects framework_double test_support)
+  LIBRARIES tresk_extend_objects framework_double test_support
+  APART) # GLib has one shared connection in a process

@@ -7,7 +7,8 @@ tresk_add_tests(NAME unit_common
     ${CMAKE_CURRENT_LIST_DIR}/common_policy_sources_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/common_small_parts_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/common_text_test.cpp
-  LIBRARIES tresk_extend_objects framework_double test_support)
+  LIBRARIES tresk_extend_objects framework_double test_support
+  TOGETHER)
 tresk_add_tests(NAME unit_common_files
   SOURCES ${CMAKE_CURRENT_LIST_DIR}/common_default_policy_test.cpp
   LIBRARIES tresk_extend_objects framework_double test_support
