@@ -20,3 +20,22 @@ sed "/^#/d; s|LIBRARIES|$libraries|; s|VERSION|$version|" "$here/installed_files
 diff "$work/expected" "$work/installed"
 
 "$here/check.sh" "$work/programs" "$version" "$work/prefix" "$libraries"
+
+# The examples as a project of their own, which CMake's package alone can help.
+rm -rf "$work/examples"
+"$cmake" -S "$here/../../examples" -B "$work/examples" -DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON \
+  -DCMAKE_PREFIX_PATH="$work/prefix" >"$work/examples.log" || { cat "$work/examples.log" && exit 1; }
+"$cmake" --build "$work/examples" >"$work/examples.log" || { cat "$work/examples.log" && exit 1; }
+grep -q "^tresk_extend_DIR:PATH=$work/prefix/" "$work/examples/CMakeCache.txt"
+
+# The command line is a component of its own.
+if [ -x "$build/bin/treskctl" ]; then
+  rm -rf "$work/treskctl"
+  "$cmake" --install "$build" --prefix "$work/treskctl" --component treskctl >/dev/null
+  (cd "$work/treskctl" && find . ! -type d | sed 's|^./||' | LC_ALL=C sort) >"$work/installed"
+  sed '/^#/d' "$here/installed_treskctl_files.txt" >"$work/expected"
+  diff "$work/expected" "$work/installed"
+  said=$(LD_LIBRARY_PATH="$work/prefix/$libraries" "$work/prefix/bin/tresk-sandbox" -- \
+    "$work/treskctl/bin/treskctl" ppro add --type 1 /usr/bin/env)
+  echo "$said" | grep -qF "/usr/bin/env"
+fi

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 """Nothing that the library allocates is left behind by the module."""
 import os
+import resource
+import tempfile
 import unittest
 
 import tresk_extend as tresk
@@ -44,6 +46,24 @@ class Memory(unittest.TestCase):
                  lambda: tresk.handling_dbus_error(("some.Name", "x" * 4000)))
         for number, call in enumerate(calls):
             self.assertLess(self.growth(call, 300, before=50), 1024, number)
+
+    def test_want_of_memory_is_a_memory_error(self):
+        """Records of 8 MB, where the process may take only 4 MB more; afterwards it may again."""
+        node = '<ppro_node path="/data/{0}"><hash>{0}</hash><type>1</type></ppro_node>'
+        with tempfile.NamedTemporaryFile("w", suffix=".xml") as policy:
+            policy.write("<ppro_root>" + "".join(node.format(number) for number in range(2000)) + "</ppro_root>")
+            policy.flush()
+            self.assertEqual(len(tresk.ppro_read_all_data_with_file(policy.name)), 2000)
+            before = resource.getrlimit(resource.RLIMIT_AS)
+            with open("/proc/self/statm", encoding="ascii") as file:
+                taken = int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
+            resource.setrlimit(resource.RLIMIT_AS, (taken + (4 << 20), before[1]))
+            try:
+                with self.assertRaises(MemoryError):
+                    tresk.ppro_read_all_data_with_file(policy.name)
+            finally:
+                resource.setrlimit(resource.RLIMIT_AS, before)
+            self.assertEqual(len(tresk.ppro_read_all_data_with_file(policy.name)), 2000)
 
     def test_measure_sees_what_is_left_behind(self):
         kept = []
