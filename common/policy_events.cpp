@@ -332,6 +332,7 @@ bool EventWalk::is_left_out(std::size_t attributes, Attributes values) const
     if (sieve_attribute_ == nullptr) {
         return false;
     }
+    const KeptErrno kept;
     for (std::size_t i = 0; i < attributes; ++i) {
         const Attributes one = values + kAttributeParts * i;
         if (one[0] == sieve_attribute_) {

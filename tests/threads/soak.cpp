@@ -72,7 +72,7 @@ constexpr int kMillion = 1'000'000;
 constexpr double kHeapBound = 256.0 * 1024;
 constexpr double kResidentBound = 1024.0 * 1024;
 /// For each call of the service: GLib loses the watch of a socket, some 400 bytes, at one connection in a
-/// hundred that are let go of, and at twice as many on a loaded machine.
+/// hundred that are let go of. This allows for two.
 constexpr double kLostByGlib = 8;
 constexpr long kFewestSamples = 20;
 constexpr long kMostSamples = 200;

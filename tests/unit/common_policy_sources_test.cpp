@@ -15,6 +15,7 @@
 #include <libxml/xmlerror.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -342,6 +343,17 @@ TEST_F(PolicySources, ASieveLooksAtNodesAlone)
     EXPECT_EQ(walk_events(file.c_str(), kRoot, walk.reader()), Walked::done);
     EXPECT_THAT(walk.lines(), testing::ElementsAre("root 0 ppro_root @path=2:/a", "group 0 g @path=2:/a",
                                                    "node 0 a @path=2:/b"));
+}
+
+TEST_F(PolicySources, ASieveLeavesNoErrnoThatTheParserWouldBeJudgedBy)
+{
+    write_file(file, "<ppro_root><a path='/a'/><a path='/b'/></ppro_root>");
+    RecordedWalk walk(false, {"path", [](std::string_view text) {
+                                  errno = ENOMEM;
+                                  return text == "/b";
+                              }});
+    EXPECT_EQ(walk_events(file.c_str(), kRoot, walk.reader()), Walked::done);
+    EXPECT_THAT(walk.lines(), testing::ElementsAre("root 0 ppro_root", "node 0 a @path=2:/b"));
 }
 
 TEST_F(PolicySources, WhatIsUnusualInANodeThatIsLeftOutIsNoLessSo)
