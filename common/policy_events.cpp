@@ -119,16 +119,17 @@ class EventWalk {
     using Attributes = const xmlChar**; ///< name, prefix, URI, begin and end of the value for each
     static constexpr std::size_t kAttributeParts = 5;
 
-    /// What the parser calls. Nothing may be thrown through it.
-    template <class Step>
-    static void step(void* self, Step step) noexcept
+    /// What the parser calls. Nothing may be thrown through it. Apart, so that a part of a node that is left
+    /// out costs the callback no frame.
+    template <auto Step, class... Arguments>
+    [[gnu::noinline]] static void step(void* self, Arguments... arguments) noexcept
     {
         auto* walk = static_cast<EventWalk*>(self);
         if (walk->unusual_) {
             return;
         }
         try {
-            step(*walk);
+            (walk->*Step)(arguments...);
         } catch (...) {
             walk->thrown_ = std::current_exception();
             walk->unusual_ = true;
@@ -182,12 +183,34 @@ class EventWalk {
     void hand_out();
     void hand_out_bare(NodeKind kind);
 
-    /// What a tree would keep in the dictionary.
-    void count_short_text(std::size_t bytes, std::size_t most) noexcept
+    /// Counts what a tree would keep in the dictionary.
+    void count_value(std::size_t bytes) noexcept
     {
-        if (bytes <= most) {
+        if (bytes <= kShortText) {
             short_texts_ += bytes + 1;
         }
+    }
+
+    void count_text(std::string_view text) noexcept
+    {
+        run_ += text.size();
+        unusual_ |= run_ > kLongestRun;
+        if (text.size() <= kShortText || (text.size() <= kShortBlanks && is_blank(text.front()))) {
+            short_texts_ += text.size() + 1;
+        }
+    }
+
+    /// Within a node that is left out, which is nearly all of a large policy when one entry is looked for.
+    void pass_start() noexcept
+    {
+        run_ = 0;
+        unusual_ |= depth_++ > kDeepest;
+    }
+
+    void pass_end() noexcept
+    {
+        run_ = 0;
+        left_out_ = --depth_ != node_depth_;
     }
 
     XmlParser parser_ = new_parser();
@@ -215,33 +238,43 @@ void EventWalk::on_start(void* self, const xmlChar* name, const xmlChar* prefix,
                          int namespaces, const xmlChar** /*declared*/, int attributes, int defaulted,
                          Attributes values)
 {
-    step(self, [&](EventWalk& walk) {
-        if (prefix != nullptr || namespaces != 0 || defaulted != 0) {
-            walk.unusual_ = true;
-        } else {
-            walk.start_element(name, static_cast<std::size_t>(attributes), values);
-        }
-    });
+    auto* here = static_cast<EventWalk*>(self);
+    here->unusual_ |= prefix != nullptr || namespaces != 0 || defaulted != 0;
+    if (here->left_out_ && attributes == 0) {
+        here->pass_start();
+    } else {
+        step<&EventWalk::start_element>(self, name, static_cast<std::size_t>(attributes), values);
+    }
 }
 
 void EventWalk::on_end(void* self, const xmlChar* /*name*/, const xmlChar* /*prefix*/, const xmlChar* /*uri*/)
 {
-    step(self, [](EventWalk& walk) { walk.end_element(); });
+    auto* here = static_cast<EventWalk*>(self);
+    if (here->left_out_) {
+        here->pass_end();
+    } else {
+        step<&EventWalk::end_element>(self);
+    }
 }
 
 void EventWalk::on_text(void* self, const xmlChar* text, int bytes)
 {
-    step(self, [&](EventWalk& walk) { walk.add_text(view_of(text, text + bytes)); });
+    auto* here = static_cast<EventWalk*>(self);
+    const std::string_view piece = view_of(text, text + bytes);
+    here->count_text(piece);
+    if (!here->left_out_) {
+        step<&EventWalk::add_text>(self, piece);
+    }
 }
 
 void EventWalk::on_comment(void* self, const xmlChar* /*text*/)
 {
-    step(self, [](EventWalk& walk) { walk.add_other(NodeKind::comment); });
+    step<&EventWalk::add_other>(self, NodeKind::comment);
 }
 
 void EventWalk::on_instruction(void* self, const xmlChar* /*target*/, const xmlChar* /*data*/)
 {
-    step(self, [](EventWalk& walk) { walk.add_other(NodeKind::instruction); });
+    step<&EventWalk::add_other>(self, NodeKind::instruction);
 }
 
 /// What a document type declares is a hostile document's field: none of it is parsed here.
@@ -313,7 +346,7 @@ void EventWalk::start_element(const xmlChar* name, std::size_t attributes, Attri
     for (std::size_t i = 0; i < attributes; ++i) {
         const Attributes one = values + kAttributeParts * i;
         unusual_ = unusual_ || one[1] != nullptr;
-        count_short_text(static_cast<std::size_t>(one[4] - one[3]), kShortText);
+        count_value(static_cast<std::size_t>(one[4] - one[3]));
     }
     if (left_out_) {
         return;
@@ -384,11 +417,6 @@ void EventWalk::start_group()
 
 void EventWalk::end_element()
 {
-    if (left_out_) {
-        run_ = 0;
-        left_out_ = --depth_ != node_depth_;
-        return;
-    }
     end_text_run();
     --depth_;
     if (!is_walking()) {
@@ -407,18 +435,12 @@ void EventWalk::end_element()
 /// The parser hands out a text in pieces as it likes.
 void EventWalk::add_text(std::string_view text)
 {
-    const bool starts = run_ == 0;
-    run_ += text.size();
-    count_short_text(text.size(), !text.empty() && is_blank(text.front()) ? kShortBlanks : kShortText);
-    if (run_ > kLongestRun) {
-        unusual_ = true;
-    }
-    if (left_out_ || depth_ <= node_depth_ || !is_walking()) {
+    if (depth_ <= node_depth_ || !is_walking()) {
         return;
     }
     if (depth_ > node_depth_ + 1) {
         unusual_ = unusual_ || !texts_.add(text);
-    } else if (starts) {
+    } else if (run_ == text.size()) {
         add_child(NodeKind::text, {});
     }
 }

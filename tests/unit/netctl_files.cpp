@@ -146,11 +146,12 @@ const std::vector<Reader> kReaders = {
 /// @text with every @from in it replaced.
 std::string replaced(std::string_view text, std::string_view from, std::string_view to)
 {
-    std::string result(text);
-    for (std::size_t at = 0; (at = result.find(from, at)) != std::string::npos; at += to.size()) {
-        result.replace(at, from.size(), to);
+    std::string result;
+    for (std::size_t at = text.find(from); at != std::string_view::npos; at = text.find(from)) {
+        result.append(text.substr(0, at)).append(to);
+        text.remove_prefix(at + from.size());
     }
-    return result;
+    return result.append(text);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // Policy files that are damaged, huge, made to harm, or replaced while they are read.
+#include "tests/support/effort.h"
 #include "tests/unit/netctl_files.h"
 
 #include <sys/wait.h>
@@ -200,7 +201,7 @@ TEST_P(NetctlHostileFile, IsReadByManyThreadsWhileTheDistinctionChanges)
 TEST_P(NetctlHostileFile, IsReadByManyThreadsWhoseFirstCallsMeet)
 {
     write_users(user(node(kName)));
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < rounds(20, 8); ++round) {
         const pid_t child = ::fork();
         if (child == 0) {
             read_first_at_once(8);
