@@ -36,9 +36,10 @@ std::string_view view_of(const xmlChar* begin, const xmlChar* end) noexcept
     return {from_xml(begin), static_cast<std::size_t>(end - begin)};
 }
 
+/// A carriage return begins no longer text: the parser hands it out alone, from a reference.
 bool is_blank(char byte) noexcept
 {
-    return byte == ' ' || byte == '\n' || byte == '\t' || byte == '\r';
+    return byte == ' ' || byte == '\n' || byte == '\t';
 }
 
 /// The parser was told of the encoding, and a document can contradict.
@@ -461,7 +462,7 @@ void EventWalk::add_other(NodeKind kind)
 /// A text beside the nodes is a node once it is whole.
 void EventWalk::end_text_run()
 {
-    if (run_ != 0 && depth_ == node_depth_ && is_walking() && !unusual_) {
+    if (run_ != 0 && depth_ == node_depth_ && is_walking()) {
         hand_out_bare(NodeKind::text);
     }
     run_ = 0;

@@ -22,8 +22,7 @@ def library_files():
 def build(preset):
     """Brings the library and its test programs up to date; answers the build tree."""
     tree = ROOT / "build" / preset
-    if not (tree / "build.ninja").exists():
-        subprocess.run(["cmake", "--preset", preset], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--preset", preset], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
     subprocess.run(["cmake", "--build", str(tree), "--target", *TARGETS], cwd=ROOT, check=True)
     return tree
 

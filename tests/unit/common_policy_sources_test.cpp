@@ -163,6 +163,7 @@ const std::vector<Document>& ordinary()
 
 const std::vector<Document>& unusual()
 {
+    const std::string blanks(58, ' ');
     static const std::vector<Document> all{
         {"ErrorInside", node("<hash>h</type>")},
         {"MissingEnd", "<ppro_root><ppro_node path='/a'/>"},
@@ -214,7 +215,8 @@ const std::vector<Document>& unusual()
         {"HugeTextBesideNodes", "<ppro_root>" + text_of(10'000'001) + "</ppro_root>"},
         {"HugeTextOfAnotherRoot", "<other>" + text_of(10'000'001) + "</other>"},
         {"ManyParts", node(repeated("<b/>", 1001))},
-        {"ManyShortTexts", "<ppro_root>" + repeated("<b/>" + std::string(59, ' '), 145'000) + "</ppro_root>"},
+        {"ManyShortTexts",
+         "<ppro_root>" + repeated("<b/> " + blanks + "<b/>\t" + blanks, 72'500) + "</ppro_root>"},
     };
     return all;
 }
