@@ -7,6 +7,7 @@
 
 #include "common/policy_walk.h"
 #include "common/report.h"
+#include "common/xml_error.h"
 
 namespace tresk {
 
@@ -24,9 +25,6 @@ struct PolicyFormat {
 
 /// The wrong-root format of the families whose message takes the root's name as an argument.
 inline constexpr char kWrongRoot[] = "%s: document of the wrong type, root node != %s\n";
-
-/// True when libxml2 has an error to report on this thread, from whatever work.
-bool xml_error_is_left();
 
 /// Reads @file as read_policy() does, but without a reset before: an error that earlier work on this
 /// thread left behind counts as well. True when there is none.

@@ -2,6 +2,7 @@
 #include "common/policy_events.h"
 
 #include "common/policy_parser.h"
+#include "common/xml_error.h"
 
 #include <libxml/dict.h>
 #include <libxml/xmlerror.h>
@@ -236,11 +237,11 @@ class EventWalk {
 };
 
 void EventWalk::on_start(void* self, const xmlChar* name, const xmlChar* prefix, const xmlChar* /*uri*/,
-                         int namespaces, const xmlChar** /*declared*/, int attributes, int defaulted,
+                         int namespaces, const xmlChar** /*declared*/, int attributes, int /*defaulted*/,
                          Attributes values)
 {
     auto* here = static_cast<EventWalk*>(self);
-    here->unusual_ |= prefix != nullptr || namespaces != 0 || defaulted != 0;
+    here->unusual_ |= prefix != nullptr || namespaces != 0;
     if (here->left_out_ && attributes == 0) {
         here->pass_start();
     } else {
@@ -345,7 +346,7 @@ void EventWalk::start_element(const xmlChar* name, std::size_t attributes, Attri
     }
     // Attributes that nobody reads can be unusual as well.
     for (std::size_t i = 0; i < attributes; ++i) {
-        const Attributes one = values + kAttributeParts * i;
+        Attributes one = values + kAttributeParts * i;
         unusual_ = unusual_ || one[1] != nullptr;
         count_value(static_cast<std::size_t>(one[4] - one[3]));
     }
@@ -368,7 +369,7 @@ bool EventWalk::is_left_out(std::size_t attributes, Attributes values) const
     }
     const KeptErrno kept;
     for (std::size_t i = 0; i < attributes; ++i) {
-        const Attributes one = values + kAttributeParts * i;
+        Attributes one = values + kAttributeParts * i;
         if (one[0] == sieve_attribute_) {
             return *one[4] != '\0' && !reader_.sieve.passes(view_of(one[3], one[4]));
         }
@@ -440,7 +441,7 @@ void EventWalk::add_text(std::string_view text)
         return;
     }
     if (depth_ > node_depth_ + 1) {
-        unusual_ = unusual_ || !texts_.add(text);
+        unusual_ = !texts_.add(text);
     } else if (run_ == text.size()) {
         add_child(NodeKind::text, {});
     }
@@ -476,7 +477,7 @@ void EventWalk::read_head(const xmlChar* name, std::size_t attributes, Attribute
     node_.attributes.clear();
     node_.children.clear();
     for (std::size_t i = 0; i < attributes; ++i) {
-        const Attributes one = values + kAttributeParts * i;
+        Attributes one = values + kAttributeParts * i;
         const char* begin = texts_.end();
         // As in a tree: references are looked for in the values that the parser copied, which end with a NUL.
         const std::string_view written = view_of(one[3], one[4]);

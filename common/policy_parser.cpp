@@ -27,13 +27,6 @@ void start_parser()
     static_cast<void>(started);
 }
 
-bool xml_error_is_left()
-{
-    start_parser();
-    const xmlError* error = xmlGetLastError();
-    return error != nullptr && error->code != XML_ERR_OK;
-}
-
 XmlParser new_parser()
 {
     XmlParser parser(xmlNewParserCtxt());

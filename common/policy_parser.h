@@ -12,9 +12,6 @@ namespace tresk {
 /// whose first calls meet would each make one.
 void start_parser();
 
-/// True when libxml2 has an error to report on this thread, from whatever work.
-bool xml_error_is_left();
-
 /// A new parser, which builds a tree unless its handlers are replaced.
 XmlParser new_parser();
 

@@ -17,11 +17,11 @@ constexpr std::size_t kWorthAsking = std::size_t{1024} * 1024;
 /// come one by one.
 void ask_for_pages(void* memory, std::size_t bytes) noexcept
 {
-    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-    const auto begin = (reinterpret_cast<std::uintptr_t>(memory) + page - 1) / page * page;
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / page * page;
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const std::size_t into_page = reinterpret_cast<std::uintptr_t>(memory) % page;
+    const std::size_t before = (page - into_page) % page;
     const int kept = errno;
-    (void)::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+    (void)::madvise(static_cast<char*>(memory) + before, (bytes - before) / page * page, MADV_POPULATE_WRITE);
     errno = kept;
 }
 

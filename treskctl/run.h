@@ -132,10 +132,10 @@ class Run {
     int finish();
     [[nodiscard]] Tables tables() const;
     /// What hindered a table's source is returned.
-    std::optional<Failure> write_results(const TextSink& out) const;
-    std::optional<Failure> write_results_for_people(const TextSink& out) const;
-    std::string failures_for_people() const;
-    std::string failures_as_json() const;
+    [[nodiscard]] std::optional<Failure> write_results(const TextSink& out) const;
+    [[nodiscard]] std::optional<Failure> write_results_for_people(const TextSink& out) const;
+    [[nodiscard]] std::string failures_for_people() const;
+    [[nodiscard]] std::string failures_as_json() const;
     [[nodiscard]] int exit_status() const;
     /// Yes, no, or a value without either where nobody can tell.
     [[nodiscard]] Value whether_changed() const;

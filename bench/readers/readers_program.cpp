@@ -66,12 +66,12 @@ long bare_reading(const Asked& asked)
 template <class Record>
 long zeroed_records(const Asked& asked)
 {
-    constexpr std::uintptr_t page = 4096;
+    constexpr std::size_t page = 4096;
     const std::size_t bytes = static_cast<std::size_t>(asked.entries) * sizeof(Record);
-    void* records = std::calloc(1, bytes);
-    const auto begin = (reinterpret_cast<std::uintptr_t>(records) + page - 1) / page * page;
-    const auto end = (reinterpret_cast<std::uintptr_t>(records) + bytes) / page * page;
-    if (end <= begin || madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE) != 0) {
+    auto* records = static_cast<char*>(std::calloc(1, bytes));
+    const std::size_t before = (page - reinterpret_cast<std::uintptr_t>(records) % page) % page;
+    const std::size_t whole = bytes > before ? (bytes - before) / page * page : 0;
+    if (whole == 0 || madvise(records + before, whole, MADV_POPULATE_WRITE) != 0) {
         for (std::size_t at = 0; at < bytes; at += page) {
             static_cast<volatile char*>(records)[at] = 0;
         }

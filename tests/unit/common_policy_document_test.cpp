@@ -6,6 +6,9 @@
 #include "tests/support/policy_files.h"
 #include "tests/support/temp_dir.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <utility>
 
@@ -532,6 +535,31 @@ TEST_F(PolicyFile, BeginsWithTheRoot)
                            return Walk::on;
                        }}));
     EXPECT_EQ(begun, 1);
+}
+
+TEST_F(PolicyFile, ADashIsTheStandardInputWhateverTheFolderHolds)
+{
+    write_file(folder / "-", "<ppro_root><of_the_folder/></ppro_root>");
+    write_file(file, "<ppro_root><of_the_input/></ppro_root>");
+    const std::filesystem::path here = std::filesystem::current_path();
+    const int input = ::dup(STDIN_FILENO);
+    const int policy = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    ::dup2(policy, STDIN_FILENO);
+    std::filesystem::current_path(folder.path());
+
+    std::string names;
+    const bool read = read_policy(format, "-", "reader",
+                                  {[](const PolicyNode&) {}, nullptr,
+                                   [&](const PolicyNode& node) {
+                                       names += node.name;
+                                       return Walk::on;
+                                   }});
+    std::filesystem::current_path(here);
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+    ::close(policy);
+    EXPECT_TRUE(read);
+    EXPECT_EQ(names, "of_the_input");
 }
 
 TEST_F(PolicyFile, ErrorLeftByEarlierWorkCountsUntilItIsReset)

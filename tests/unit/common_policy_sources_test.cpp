@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <fstream>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -113,6 +114,15 @@ std::string repeated(const std::string& text, std::size_t times)
     std::string result;
     for (std::size_t i = 0; i < times; ++i) {
         result += text;
+    }
+    return result;
+}
+
+std::string numbered(int times, const std::function<std::string(const std::string& number)>& text)
+{
+    std::string result;
+    for (int i = 0; i < times; ++i) {
+        result += text(std::to_string(i));
     }
     return result;
 }
@@ -215,6 +225,13 @@ const std::vector<Document>& unusual()
         {"HugeTextBesideNodes", "<ppro_root>" + text_of(10'000'001) + "</ppro_root>"},
         {"HugeTextOfAnotherRoot", "<other>" + text_of(10'000'001) + "</other>"},
         {"ManyParts", node(repeated("<b/>", 1001))},
+        {"ManyAttributes",
+         "<ppro_root><a" + numbered(1001, [](const std::string& number) { return " a" + number + "=''"; }) +
+             "/></ppro_root>"},
+        {"ManyNames",
+         "<ppro_root>" +
+             numbered(30, [](const std::string& number) { return "<a" + number + text_of(40'000) + "/>"; }) +
+             "</ppro_root>"},
         {"ManyShortTexts",
          "<ppro_root>" + repeated("<b/> " + blanks + "<b/>\t" + blanks, 72'500) + "</ppro_root>"},
     };
