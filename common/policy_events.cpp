@@ -205,7 +205,6 @@ class EventWalk {
     /// Within a node that is left out, which is nearly all of a large policy when one entry is looked for.
     void pass_start() noexcept
     {
-        run_ = 0;
         unusual_ |= depth_++ > kDeepest;
     }
 

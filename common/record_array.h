@@ -108,7 +108,7 @@ class PackedEntries {
                 std::memcpy(&entry, block.bytes.get() + at, sizeof(Entry));
                 std::size_t bytes = sizeof(Entry);
                 for_each_text(entry, [&](auto& text) { bytes += length_of(text); });
-                at += aligned(bytes);
+                at += bytes;
                 take(entry);
             }
             block.bytes.reset();
@@ -124,11 +124,6 @@ class PackedEntries {
     };
 
     static constexpr std::size_t kBlockBytes = std::size_t{32} * 1024;
-
-    static constexpr std::size_t aligned(std::size_t bytes) noexcept
-    {
-        return (bytes + alignof(Entry) - 1) / alignof(Entry) * alignof(Entry);
-    }
 
     template <class Text>
     static std::size_t length_of(Text& text) noexcept
@@ -152,7 +147,6 @@ class PackedEntries {
 
     std::byte* room_for(std::size_t bytes)
     {
-        bytes = aligned(bytes);
         if (blocks_.empty() || blocks_.back().size - blocks_.back().used < bytes) {
             const std::size_t size = std::max(bytes, kBlockBytes);
             blocks_.push_back({std::unique_ptr<std::byte[]>(new std::byte[size]), size, 0});
@@ -172,7 +166,11 @@ template <class Record, class Entry, class Count, class Fill>
 Record* to_records(PackedEntries<Entry>& entries, Count* count, Fill fill)
 {
     const std::size_t size = entries.size();
-    Malloced<Record> array = size == 0 ? nullptr : make_records<Record>(size);
+    if (size == 0) {
+        *count = 0;
+        return nullptr;
+    }
+    Malloced<Record> array = make_records<Record>(size);
     Record* next = array.get();
     entries.take_all([&](const Entry& entry) { fill(*next++, entry); });
     *count = static_cast<Count>(size);

@@ -63,9 +63,8 @@ std::string command_search_path()
         return path;
     }
     std::string standard(::confstr(_CS_PATH, nullptr, 0), '\0');
-    const std::size_t bytes = ::confstr(_CS_PATH, standard.data(), standard.size());
-    standard.resize(bytes == 0 ? 0 : bytes - 1); // it counts the terminator
-    return standard;
+    ::confstr(_CS_PATH, standard.data(), standard.size());
+    return standard.c_str(); // without the terminator, which was counted
 }
 
 /// An empty folder of the search path is the working directory.

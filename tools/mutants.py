@@ -344,7 +344,9 @@ class Builder:
         """The foreign headers of the whole library, compiled once: they are most of each compilation."""
         names = {name for file in test_programs.library_files()
                  for name in re.findall(r"^#include (<.*>)$", read(file), re.M)}
-        text = "".join(f"#if __has_include({name})\n#include {name}\n#endif\n" for name in sorted(names))
+        # (One of libxml2's own wants the others before it.)
+        names = sorted(names, key=lambda name: (name == "<libxml/dict.h>", name))
+        text = "".join(f"#if __has_include({name})\n#include {name}\n#endif\n" for name in names)
         source = self.place / "headers.h"
         source.parent.mkdir(parents=True, exist_ok=True)
         source.write_text(text)  # not every platform has them all

@@ -56,7 +56,8 @@ struct Listing {
     template <class One>
     static bool same(const One& one, const One& other)
     {
-        return std::memcmp(&one, &other, sizeof(One)) == 0;
+        return std::memcmp(static_cast<const void*>(&one), static_cast<const void*>(&other), sizeof(One)) ==
+               0;
     }
 };
 

@@ -25,7 +25,7 @@ std::uint8_t Pieces::byte()
 
 std::string Pieces::text()
 {
-    const std::string piece(rest_.substr(0, rest_.find('\0')));
+    std::string piece(rest_.substr(0, rest_.find('\0')));
     rest_.remove_prefix(std::min(piece.size() + 1, rest_.size()));
     return piece;
 }

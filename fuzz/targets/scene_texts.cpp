@@ -79,7 +79,7 @@ std::string fill(char (&field)[N], const std::string& text, bool to_the_end)
         }
         return {field, N};
     }
-    const std::string kept = text.substr(0, N - 1);
+    std::string kept = text.substr(0, N - 1);
     std::memcpy(field, kept.data(), kept.size());
     return kept;
 }

@@ -157,8 +157,7 @@ constexpr char kNetctl[] =
     "<type>2</type><hash>aa</hash></tresk_node></tresk_user></tresk_root>";
 constexpr char kLists[] = "<tresk_root><tresk_bwlist bw_value=\"white\"><tresk_node rpm_name=\"a\" "
                           "data_source_type=\"1\" data_source_name=\"source\"/></tresk_bwlist></tresk_root>";
-constexpr char kDocument[] =
-    "{\"version\": 1, \"policy\": {\"ppro\": [{\"path\": \"/usr/bin/a\", \"type\": 2}]}}";
+constexpr char kDocument[] = R"({"version": 1, "policy": {"ppro": [{"path": "/usr/bin/a", "type": 2}]}})";
 
 /// The same machine for every line: what a line may have changed is written again.
 void restore_machine()

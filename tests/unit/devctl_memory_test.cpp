@@ -128,6 +128,31 @@ TEST_P(DevctlWithoutMemory, FailsOrDoesItsWorkWhenMemoryStaysOut)
     EXPECT_GT(refuse_each(GetParam(), true), 0);
 }
 
+TEST_F(DeviceHistory, SaysThatItsDatabaseCouldNotBeOpened)
+{
+    Database database;
+    database.run(kCreateTable);
+    database.add("datetime('now')", "'note'", "1");
+    long said = 0;
+    bool refused = true;
+    for (long nth = 1; refused; ++nth) {
+        framework().reset();
+        int count = kUnwritten;
+        FailingMemory memory(nth, false);
+        const Malloced<tresk_device_record> records(device_record_get(&count));
+        const int cause = errno;
+        memory.stop();
+        refused = memory.refused();
+        EXPECT_TRUE(records != nullptr || cause == ENOMEM) << "request " << nth << ", errno " << cause;
+        if (records == nullptr && !framework().logs.empty() &&
+            framework().logs.front().text == "device_record_get: open devctl sqlite3 failed\n") {
+            ++said;
+            EXPECT_EQ(framework().logs.size(), 1U);
+        }
+    }
+    EXPECT_GT(said, 0);
+}
+
 TEST_F(FrameworkTest, BatchTellsTheSceneNothingWhereItsRecordsFindNoMemory)
 {
     for (long nth = 1; nth <= 2; ++nth) { // the first record of each array
