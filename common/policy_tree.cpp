@@ -91,9 +91,12 @@ void walk_groups(PolicyTreeReader& tree, xmlNode* root, const PolicyWalk& reader
 Walked walk_tree(const char* file, const char* root, const PolicyWalk& reader)
 {
     const XmlDocument document = recover(new_parser().get(), file);
-    xmlNode* top = document ? xmlDocGetRootElement(document.get()) : nullptr;
-    if (top == nullptr) {
+    if (!document) {
         return Walked::no_document;
+    }
+    xmlNode* top = xmlDocGetRootElement(document.get());
+    if (top == nullptr) {
+        return Walked::no_root;
     }
     if (std::strcmp(from_xml(top->name), root) != 0) {
         return Walked::wrong_root;

@@ -50,6 +50,7 @@ enum class Walked {
     done,
     wrong_root,  ///< nothing was handed out
     no_document, ///< the same: the file cannot be read as one, not even in recovery
+    no_root,     ///< the same: a document without any element
     unusual,     ///< this source gives way to the other, and what it handed out is void
 };
 

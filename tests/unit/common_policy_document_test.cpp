@@ -419,6 +419,17 @@ TEST_F(PolicyFile, FileThatIsNoXmlFailsAndIsLeft)
     EXPECT_EQ(framework().logs.size(), 0U);
 }
 
+TEST_F(PolicyFile, DocumentWithoutARootFailsAndCreatesNothing)
+{
+    for (const char* text : {"not a document", " \n", "<?xml version='1.0'?>", "<!-- nothing -->"}) {
+        created_for.clear();
+        write_file(file, text);
+        EXPECT_FALSE(opens()) << text;
+        EXPECT_EQ(created_for, "") << text;
+        EXPECT_EQ(framework().logs.size(), 0U) << text;
+    }
+}
+
 TEST_F(PolicyFile, MissingFileIsCreatedAndTheCallFails)
 {
     EXPECT_FALSE(opens());
