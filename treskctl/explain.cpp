@@ -323,6 +323,7 @@ void explain(Run& run, const std::vector<std::string>& words)
         throw WrongUsage("a subject is empty");
     }
     std::vector<Subject> subjects;
+    subjects.reserve(words.size());
     for (const std::string& word : words) {
         subjects.emplace_back(word, run.settings().root);
     }

@@ -26,10 +26,10 @@ constexpr std::string_view kLookAtLog =
 
 constexpr std::array kCauses = {
     CauseRow{Cause::Usage, "usage", 2,
-             "\"treskctl --help\" and \"treskctl OBJECT VERB --help\" show what there is."},
+             R"("treskctl --help" and "treskctl OBJECT VERB --help" show what there is.)"},
     CauseRow{Cause::NotFound, "not_found", 3, "The object's \"list\" shows what there is."},
     CauseRow{Cause::Conflict, "conflict", 4,
-             "\"update\" changes an entry that is there; \"show\" tells what it is."},
+             R"("update" changes an entry that is there; "show" tells what it is.)"},
     CauseRow{Cause::Refused, "refused", 5, "Ask as a user who may do this."},
     CauseRow{Cause::Cancelled, "cancelled", 6, "Nothing more was done; run it again to go on."},
     CauseRow{Cause::Disabled, "disabled", 7,
