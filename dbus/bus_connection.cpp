@@ -5,8 +5,8 @@ namespace tresk {
 
 namespace {
 
-constexpr int kReleaseAttempts = 1000;
-constexpr gulong kReleasePauseMicroseconds = 100;
+constexpr int kReleaseAttempts = 2000;
+constexpr gulong kReleasePauseMicroseconds = 10;
 
 Object<GDBusConnection> new_connection(GError** error)
 {

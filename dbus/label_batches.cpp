@@ -10,9 +10,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tresk {
 
@@ -40,25 +40,28 @@ class PathCopies {
   public:
     template <class Record>
     PathCopies(const Record* records, int count)
+        : paths_(std::make_unique_for_overwrite<char*[]>(static_cast<std::size_t>(count))), count_(count)
     {
         std::size_t length = 0;
         std::for_each_n(records, count,
                         [&](const Record& record) { length += text_of(record.path).size() + 1; });
-        texts_.resize(length);
-        paths_.reserve(static_cast<std::size_t>(count));
-        char* at = texts_.data();
-        std::for_each_n(records, count, [&](const Record& record) {
+        texts_ = std::make_unique_for_overwrite<char[]>(length);
+        char* at = texts_.get();
+        std::transform(records, records + count, paths_.get(), [&at](const Record& record) {
             const std::string_view path = text_of(record.path);
-            paths_.push_back(at);
-            at = std::copy(path.begin(), path.end(), at) + 1; // behind it a NUL of the resizing
+            char* copy = at;
+            at = std::copy(path.begin(), path.end(), at);
+            *at++ = '\0';
+            return copy;
         });
     }
 
-    int hand_to(MultiCall call) { return call(paths_.data(), static_cast<int>(paths_.size())); }
+    int hand_to(MultiCall call) { return call(paths_.get(), count_); }
 
   private:
-    std::vector<char> texts_;
-    std::vector<char*> paths_;
+    std::unique_ptr<char[]> texts_;
+    std::unique_ptr<char*[]> paths_;
+    int count_;
 };
 
 /// Reports records that are none on behalf of @function.
