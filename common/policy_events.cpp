@@ -185,7 +185,7 @@ class EventWalk {
     void hand_out();
     void hand_out_bare(NodeKind kind);
 
-    /// Counts what a tree would keep in the dictionary.
+    /// A tree would keep a short value in the dictionary.
     void count_value(std::size_t bytes) noexcept
     {
         if (bytes <= kShortText) {
@@ -193,6 +193,7 @@ class EventWalk {
         }
     }
 
+    /// A tree would keep a short text there as well; any text lengthens the run that it belongs to.
     void count_text(std::string_view text) noexcept
     {
         run_ += text.size();
@@ -203,10 +204,7 @@ class EventWalk {
     }
 
     /// Within a node that is left out, which is nearly all of a large policy when one entry is looked for.
-    void pass_start() noexcept
-    {
-        unusual_ |= depth_++ > kDeepest;
-    }
+    void pass_start() noexcept { unusual_ |= depth_++ > kDeepest; }
 
     void pass_end() noexcept
     {

@@ -224,6 +224,14 @@ TEST_P(PproFileReader, CreatesTheMissingPolicyNotTheFileItWasGiven)
     EXPECT_EQ(read_file(kPolicyFile), kEmptyPolicy);
 }
 
+TEST_P(PproFileReader, CreatesNothingForAFileWithoutAnyElement)
+{
+    write_file("/etc/tresk/ppro/other.xml", "junk\n");
+    expect_failure(read("/etc/tresk/ppro/other.xml"));
+    EXPECT_EQ(read_file("/etc/tresk/ppro/other.xml"), "junk\n");
+    EXPECT_EQ(read_file(kPolicyFile), std::nullopt);
+}
+
 TEST_P(PproFileReader, LeavesAnExistingPolicyAloneWhereItsFileIsMissing)
 {
     write_policy(node("/a", "h", "1"));
