@@ -13,9 +13,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <cstdlib>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 namespace tresk::devctl {
 
@@ -92,9 +96,16 @@ const char* text_in(std::span<const char* const> row, std::size_t column)
     return column < row.size() && row[column] != nullptr ? row[column] : "";
 }
 
+/// What strtoul() makes of the text, which is nearly always a few hexadecimal digits and nothing else.
 std::uint32_t id_in(std::span<const char* const> row, std::size_t column)
 {
-    return static_cast<std::uint32_t>(std::strtoul(text_in(row, column), nullptr, 16));
+    const std::string_view text = text_in(row, column);
+    std::uint32_t id = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id, 16);
+    if (error == std::errc() && end == text.data() + text.size()) {
+        return id;
+    }
+    return static_cast<std::uint32_t>(std::strtoul(text.data(), nullptr, 16));
 }
 
 /// Fills a record of zeros. Column 0 is the row's number.

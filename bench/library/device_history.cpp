@@ -136,8 +136,8 @@ Contest contest_of(int count, std::int64_t calls, int turns)
 Subject device_history()
 {
     return {"history",
-            {contest_of(100, 50, 21), contest_of(1'000, 10, 21), contest_of(10'000, 1, 21),
-             contest_of(100'000, 1, 11)},
+            {contest_of(100, 50, 21), contest_of(1'000, 10, 21), contest_of(10'000, 4, 21),
+             contest_of(100'000, 1, 25)},
             {}};
 }
 
