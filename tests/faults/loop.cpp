@@ -264,7 +264,7 @@ class Child {
     {
         const bool failed = came == Came::failed;
         if (!met && came != wanted()) {
-            complain("does not work where the call met no fault");
+            complain("does not work where the call met no fault: %s", said_by_child().c_str());
         }
         if (came == Came::neither) {
             complain("neither gave its failure value with its outputs untouched nor did its work");

@@ -130,6 +130,19 @@ bool contains(const std::vector<int>& calls, int call)
     return std::find(calls.begin(), calls.end(), call) != calls.end();
 }
 
+/// A call that waits for the parent's answer ends with EINTR where a signal comes, which the call itself
+/// would not do: a shell that starts a pipeline hears of its first part's end. Shells wait without that
+/// signal, too.
+void block_child_signals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGCHLD);
+    if (::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
+        fail("sigprocmask");
+    }
+}
+
 } // namespace
 
 std::span<const SystemFault> system_faults()
@@ -154,6 +167,7 @@ bool FaultOrder::end()
 
 void ask_parent(FaultOrder& order)
 {
+    block_child_signals();
     std::vector<sock_filter> program = filter();
     const sock_fprog description = {static_cast<unsigned short>(program.size()), program.data()};
     if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
