@@ -43,12 +43,18 @@ bool is_blank(char byte) noexcept
     return byte == ' ' || byte == '\n' || byte == '\t';
 }
 
+// Later parsers keep the encoding in their context alone and warn of who looks at the input's.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 /// The parser was told of the encoding, and a document can contradict.
 bool is_utf8(const xmlParserCtxt& parser) noexcept
 {
     return parser.input != nullptr && parser.input->encoding == nullptr &&
            (parser.encoding == nullptr || xmlStrcasecmp(parser.encoding, to_xml("UTF-8")) == 0);
 }
+
+#pragma GCC diagnostic pop
 
 /// The texts of one node, in a block that never moves.
 class NodeTexts {
