@@ -407,23 +407,32 @@ class TreeWatcher {
         }
     }
 
+// Later parsers warn of who looks at this member, and offer nothing else for it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+    /// How many nodes are open.
+    [[nodiscard]] int depth() const { return parser_.nodeNr; }
+
+#pragma GCC diagnostic pop
+
     static void begin_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                               int namespaces, const xmlChar** declared, int attributes, int standard,
                               const xmlChar** given)
     {
         TreeWatcher& watcher = watcher_of(parser);
-        const int above = watcher.parser_.nodeNr;
+        const int above = watcher.depth();
         watcher.begin_(parser, name, prefix, uri, namespaces, declared, attributes, standard, given);
         // Where memory is short, or the elements are too deep, there is no node.
-        if (watcher.parser_.nodeNr > above) {
-            watcher.guarded([&] { watcher.begun(watcher.parser_.node, watcher.parser_.nodeNr); });
+        if (watcher.depth() > above) {
+            watcher.guarded([&] { watcher.begun(watcher.parser_.node, watcher.depth()); });
         }
     }
 
     static void end_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri)
     {
         TreeWatcher& watcher = watcher_of(parser);
-        const int depth = watcher.parser_.nodeNr;
+        const int depth = watcher.depth();
         xmlNode* const node = watcher.parser_.node;
         watcher.end_(parser, name, prefix, uri);
         if (node != nullptr) {
