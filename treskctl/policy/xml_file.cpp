@@ -351,6 +351,22 @@ void release_children(xmlNode* parent)
     }
 }
 
+// Later parsers warn of who looks at these members, and the one of Debian 12 offers nothing else for them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+int open_nodes(const xmlParserCtxt& parser)
+{
+    return parser.nodeNr;
+}
+
+bool was_stopped(const xmlParserCtxt& parser)
+{
+    return parser.disableSAX != 0;
+}
+
+#pragma GCC diagnostic pop
+
 /// Looks at the tree while the parser builds it, and has it built no further than wanted.
 class TreeWatcher {
   public:
@@ -407,32 +423,23 @@ class TreeWatcher {
         }
     }
 
-// Later parsers warn of who looks at this member, and offer nothing else for it.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
-    /// How many nodes are open.
-    [[nodiscard]] int depth() const { return parser_.nodeNr; }
-
-#pragma GCC diagnostic pop
-
     static void begin_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                               int namespaces, const xmlChar** declared, int attributes, int standard,
                               const xmlChar** given)
     {
         TreeWatcher& watcher = watcher_of(parser);
-        const int above = watcher.depth();
+        const int above = open_nodes(watcher.parser_);
         watcher.begin_(parser, name, prefix, uri, namespaces, declared, attributes, standard, given);
         // Where memory is short, or the elements are too deep, there is no node.
-        if (watcher.depth() > above) {
-            watcher.guarded([&] { watcher.begun(watcher.parser_.node, watcher.depth()); });
+        if (open_nodes(watcher.parser_) > above) {
+            watcher.guarded([&] { watcher.begun(watcher.parser_.node, open_nodes(watcher.parser_)); });
         }
     }
 
     static void end_element(void* parser, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri)
     {
         TreeWatcher& watcher = watcher_of(parser);
-        const int depth = watcher.depth();
+        const int depth = open_nodes(watcher.parser_);
         xmlNode* const node = watcher.parser_.node;
         watcher.end_(parser, name, prefix, uri);
         if (node != nullptr) {
@@ -634,7 +641,7 @@ bool XmlStream::visit(const XmlShape& shape, XmlVisitor& visitor) const
     const XmlDocument document(
         xmlCtxtReadIO(parser.get(), FileReader::read, nullptr, &reader, nullptr, kEncoding, XML_PARSE_NONET));
     finder.rethrow();
-    return document && parser->wellFormed != 0 && parser->disableSAX == 0 && !reader.failed &&
+    return document && parser->wellFormed != 0 && !was_stopped(*parser) && !reader.failed &&
            finder.found_root() && is_unchanged();
 }
 
