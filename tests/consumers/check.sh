@@ -15,9 +15,11 @@ work=$(cd "$1" && pwd)
 version=$2
 unset DESTDIR MAKEFLAGS CFLAGS CXXFLAGS CPPFLAGS LDFLAGS LDLIBS LD_PRELOAD
 if [ $# -gt 2 ]; then
-  # (Debian's cmake does not look into lib64, where an rpm has its files, by itself.)
-  export PKG_CONFIG_PATH="$3/$4/pkgconfig" tresk_extend_DIR="$3/$4/cmake/tresk_extend"
-  export LD_LIBRARY_PATH="$3/$4" PATH="$3/bin:$PATH"
+  export PKG_CONFIG_PATH="$3/$4/pkgconfig" CMAKE_PREFIX_PATH="$3" LD_LIBRARY_PATH="$3/$4" PATH="$3/bin:$PATH"
+  # Debian's cmake does not look into the folder of an rpm's libraries.
+  if [ "$4" = lib64 ]; then
+    export tresk_extend_DIR="$3/$4/cmake/tresk_extend"
+  fi
 fi
 libraries=$(pkg-config --variable=libdir tresk_extend)
 
